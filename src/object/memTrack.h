@@ -1,0 +1,34 @@
+#ifndef ZELVAN_MEMTRACK_H_
+#define ZELVAN_MEMTRACK_H_
+
+#include "BMemoryTable.h"
+
+// Reporting helpers for the allocation tracker: every block the library
+// allocates is announced with a label and its release is announced before
+// it is deleted.
+
+// Reports p to the tracker under label and returns it.
+template <class T>
+T* trackNew(T* p, const char* label) {
+  BMemoryTable::createEvent(p, label);
+  return p;
+}
+
+// Reports the release of an object and deletes it (through its virtual
+// destructor). Nothing for null.
+template <class T>
+void trackDelete(T* p) {
+  if (p == nullptr) return;
+  BMemoryTable::destroyEvent(p);
+  delete p;
+}
+
+// Reports the release of an array and deletes it. Nothing for null.
+template <class T>
+void trackDeleteArray(T* p) {
+  if (p == nullptr) return;
+  BMemoryTable::destroyEvent(p);
+  delete[] p;
+}
+
+#endif  // ZELVAN_MEMTRACK_H_
