@@ -2,8 +2,10 @@
 
 #include <sys/time.h>
 
+#include <cstdarg>
 #include <cstdio>
 #include <ctime>
+#include <string>
 
 #include "BObject.h"
 #include "txn.h"
@@ -26,6 +28,18 @@ int writeLine(FILE* out, const char* text) {
   return fprintf(out, "%04d-%02d-%02d %02d:%02d:%02d_%03li\t[%08d]\t%s\r\n", local.tm_year + 1900,
                  local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec,
                  getMilliseconds(), tranId, text ? text : "");
+}
+
+std::string vformat(const char* format, va_list args) {
+  va_list copy;
+  va_copy(copy, args);
+  int n = vsnprintf(nullptr, 0, format, copy);
+  va_end(copy);
+  if (n < 0) return std::string();
+  std::string text(static_cast<size_t>(n) + 1, '\0');
+  vsnprintf(&text[0], text.size(), format, args);
+  text.resize(n);
+  return text;
 }
 
 }  // namespace
@@ -64,4 +78,22 @@ void logDebugMessage(const char* text) {
   } else if (gVerbose) {
     writeLine(stdout, text);
   }
+}
+
+int logDebugPrintf(void* handle, const char* format, ...) {
+  if (static_cast<txn*>(handle)->debugOn != 1) return 0;
+  va_list args;
+  va_start(args, format);
+  std::string text = vformat(format, args);
+  va_end(args);
+  return logDebugMessage(handle, text.c_str());
+}
+
+void logDebugPrintf(const char* format, ...) {
+  if (isDebugOn == 0) return;
+  va_list args;
+  va_start(args, format);
+  std::string text = vformat(format, args);
+  va_end(args);
+  logDebugMessage(text.c_str());
 }

@@ -25,6 +25,10 @@ int logDebugMessage(void* txn, const char* text);
 // standard output while gVerbose is set.
 void logDebugMessage(const char* text);
 
+// logDebugMessage() of a printf-style text; the text may be of any length.
+int logDebugPrintf(void* txn, const char* format, ...) __attribute__((format(printf, 2, 3)));
+void logDebugPrintf(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
 // The millisecond part of the current wall-clock time, 0 to 999.
 long getMilliseconds();
 

@@ -141,3 +141,12 @@ TEST_F(DebugLog, MillisecondsStayBelowOneSecond) {
     EXPECT_LE(ms, 999);
   }
 }
+
+TEST_F(DebugLog, FormattedLinesHaveNoLengthLimit) {
+  txn t = {nullptr, nullptr, 1, 1};
+  std::string longText(5000, 'x');
+  CaptureStdout();
+  logDebugPrintf(&t, "\t\t\tTrying Server [%s]", longText.c_str());
+  std::string out = GetCapturedStdout();
+  EXPECT_NE(out.find("\t\t\tTrying Server [" + longText + "]\r\n"), std::string::npos);
+}
