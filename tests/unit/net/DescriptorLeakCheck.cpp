@@ -12,18 +12,14 @@ int openDescriptors() {
   return count;
 }
 
-// Every socket the tests open must be closed again by the objects that
-// own it: the process ends with the descriptors it started with.
-class DescriptorLeakCheck : public testing::Environment {
- public:
-  void SetUp() override { before_ = openDescriptors(); }
-  void TearDown() override { EXPECT_EQ(openDescriptors(), before_) << "descriptors leaked"; }
-
- private:
-  int before_ = 0;
+// The objects that own the tests' sockets must close them all: the process
+// ends with the descriptors it started with.
+struct DescriptorLeakCheck : testing::Environment {
+  int before = 0;
+  void SetUp() override { before = openDescriptors(); }
+  void TearDown() override { EXPECT_EQ(openDescriptors(), before) << "descriptors leaked"; }
 };
 
-testing::Environment* const kLeakCheck =
-    testing::AddGlobalTestEnvironment(new DescriptorLeakCheck);
+testing::Environment* const kLeakCheck = testing::AddGlobalTestEnvironment(new DescriptorLeakCheck);
 
 }  // namespace
