@@ -1,0 +1,99 @@
+#include "debugLog.h"
+
+#include <sys/time.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <ctime>
+#include <string>
+
+#include "BObject.h"
+#include "txn.h"
+
+int tranId = 1234;
+int isDebugOn = 0;
+int isDebugToStdOut = 0;
+char theDebugFileName[128] = ".\\ZelvanDebugLog.log";
+
+namespace {
+
+// Writes one log line: local date and time, milliseconds, the process's
+// transaction number and the text. The milliseconds are read separately
+// from the seconds, so near a second's boundary they may belong to the
+// next second.
+int writeLine(FILE* out, const char* text) {
+  time_t now = time(nullptr);
+  struct tm local;
+  localtime_r(&now, &local);
+  return fprintf(out, "%04d-%02d-%02d %02d:%02d:%02d_%03li\t[%08d]\t%s\r\n", local.tm_year + 1900,
+                 local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec,
+                 getMilliseconds(), tranId, text ? text : "");
+}
+
+std::string vformat(const char* format, va_list args) {
+  va_list copy;
+  va_copy(copy, args);
+  int n = vsnprintf(nullptr, 0, format, copy);
+  va_end(copy);
+  if (n < 0) return std::string();
+  std::string text(static_cast<size_t>(n) + 1, '\0');
+  vsnprintf(&text[0], text.size(), format, args);
+  text.resize(n);
+  return text;
+}
+
+}  // namespace
+
+long getMilliseconds() {
+  struct timeval now;
+  gettimeofday(&now, nullptr);
+  return now.tv_usec / 1000;
+}
+
+int logDebugMessage(void* handle, const char* text) {
+  txn* t = static_cast<txn*>(handle);
+  if (t->debugOn != 1) return 0;
+  // A transaction whose log file was closed (DEBUG switched off and on
+  // again) has no stream left to write to; its lines go to standard
+  // output instead of through a stale pointer.
+  if (t->debugToStdOut != 1 && t->debugLog != nullptr) {
+    int written = writeLine(t->debugLog, text);
+    fflush(t->debugLog);
+    return written;
+  }
+  if (gVerbose) return writeLine(stdout, text);
+  return 0;
+}
+
+void logDebugMessage(const char* text) {
+  if (isDebugOn == 0) return;
+  if (isDebugToStdOut == 0) {
+    // Opened and closed for every line, so that the file is complete even
+    // if the process dies; a file that cannot be opened loses the line.
+    FILE* file = fopen(theDebugFileName, "a+");
+    if (file == nullptr) return;
+    writeLine(file, text);
+    fflush(file);
+    fclose(file);
+  } else if (gVerbose) {
+    writeLine(stdout, text);
+  }
+}
+
+int logDebugPrintf(void* handle, const char* format, ...) {
+  if (static_cast<txn*>(handle)->debugOn != 1) return 0;
+  va_list args;
+  va_start(args, format);
+  std::string text = vformat(format, args);
+  va_end(args);
+  return logDebugMessage(handle, text.c_str());
+}
+
+void logDebugPrintf(const char* format, ...) {
+  if (isDebugOn == 0) return;
+  va_list args;
+  va_start(args, format);
+  std::string text = vformat(format, args);
+  va_end(args);
+  logDebugMessage(text.c_str());
+}

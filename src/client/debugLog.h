@@ -1,0 +1,35 @@
+#ifndef ZELVAN_DEBUGLOG_H_
+#define ZELVAN_DEBUGLOG_H_
+
+// The client's debug log. Lines read
+// "YYYY-MM-DD hh:mm:ss_mmm\t[tranId as 8 digits]\ttext\r\n".
+
+// Number printed in every log line; replaced by a random number each time a
+// transaction opens a log file. Starts at 1234.
+extern int tranId;
+// Copies of the debug settings of the last transaction that opened a log
+// file; they govern the transaction-less log and are never reset.
+extern int isDebugOn;
+extern int isDebugToStdOut;
+// File the transaction-less log appends to (127 bytes and a NUL).
+extern char theDebugFileName[128];
+
+// Writes text to the log of a transaction (a txn*) when its DEBUG is on:
+// to its log file (flushed at once), or to standard output while gVerbose
+// is set. The result carries no meaning.
+int logDebugMessage(void* txn, const char* text);
+
+// Writes text for code that has no transaction at hand, following the
+// settings copied into isDebugOn/isDebugToStdOut: the line is appended to
+// theDebugFileName (opened and closed for every line), or printed on
+// standard output while gVerbose is set.
+void logDebugMessage(const char* text);
+
+// logDebugMessage() of a printf-style text; the text may be of any length.
+int logDebugPrintf(void* txn, const char* format, ...) __attribute__((format(printf, 2, 3)));
+void logDebugPrintf(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+// The millisecond part of the current wall-clock time, 0 to 999.
+long getMilliseconds();
+
+#endif  // ZELVAN_DEBUGLOG_H_

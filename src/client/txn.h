@@ -1,0 +1,21 @@
+#ifndef ZELVAN_TXN_H_
+#define ZELVAN_TXN_H_
+
+#include <cstdio>
+
+class BHashTable;
+
+// One transaction handle, as newBundle() makes it. Applications see it only
+// as an opaque pointer; a handle is used by one thread at a time.
+struct txn {
+  // The transaction's fields: BString keys and values, owned.
+  BHashTable* bundle;
+  // The open debug log file of this transaction, or null. Owned.
+  FILE* debugLog;
+  // 1 when DEBUG was set to "ON".
+  int debugOn;
+  // 1 while log lines go to standard output rather than to debugLog.
+  int debugToStdOut;
+};
+
+#endif  // ZELVAN_TXN_H_

@@ -1,0 +1,43 @@
+#ifndef ZELVAN_SSLPOOL_H_
+#define ZELVAN_SSLPOOL_H_
+
+class BHashTable;
+
+// The per-process pool of SSL contexts. Building a context (loading the
+// client certificate and key) is costly, so every context built is kept
+// and an idle one is handed out again for the same certificate path,
+// password and CA file. The pool only grows while the client runs.
+
+// Key: a BVector of three BStrings (certificate path, password, CA file);
+// value: a BVector of the BSSLContexts built for them, in order of
+// creation. The table owns keys, values and contexts. Created when the
+// library is loaded, deleted by free_client().
+extern BHashTable* m_ssl_contexts;
+
+// 0 while the pool is free, 1 while one caller holds it.
+extern int m_ssl_locks;
+
+// Returns a BSSLContext marked in use, reusing an idle one built for the
+// same path, password and CA file, or null when the pool lock could not be
+// had within about five seconds. clientId is passed to the context and is
+// not part of the key. The context stays the pool's: hand it back with
+// setInUse(0), never delete it.
+void* get_ssl(const char* certificatePath, const char* password, const char* caFile,
+              const char* clientId);
+
+// Takes the pool lock, trying 1001 times with 5 ms sleeps in between.
+// Returns true on success, false after giving up.
+int get_ssl_lock();
+
+// Releases the pool lock.
+void release_ssl_lock();
+
+// The number of contexts in the pool, in use or not.
+int get_ssl_object_count();
+
+// struct tm conversions used by the log's time stamps: year + 1900,
+// month + 1.
+int getYear(int tmYear);
+int getMonth(int tmMon);
+
+#endif  // ZELVAN_SSLPOOL_H_

@@ -1,0 +1,80 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "codecTestSupport.h"
+#include "globalEncoders.h"
+
+namespace {
+
+std::string encode64(const std::string& in) {
+  return take(kBase64Encoder.encode(reinterpret_cast<const unsigned char*>(in.data()), in.size()));
+}
+std::string decode64(const std::string& in) { return take(kBase64Encoder.decode(in.data(), in.size())); }
+
+}  // namespace
+
+// The result holds a quarter of the alphabet characters (plus 1 or 2 for
+// a partial group), so only a prefix of the original comes back.
+TEST(Base64Encoder, RoundTripGivesAPrefixOfEveryLength) {
+  EXPECT_EQ(encode64("\xFF\xFE\xFD\xFC"), "//79/A==");
+  std::string original;
+  for (int length = 0; length <= 64; length++) {
+    size_t alphabet = (4 * original.size() + 2) / 3;
+    size_t kept = alphabet / 4 + (alphabet % 4 == 2 ? 1 : alphabet % 4 == 3 ? 2 : 0);
+    EXPECT_EQ(decode64(encode64(original)), original.substr(0, kept)) << "length " << length;
+    original += static_cast<char>(length * 97 + 13);
+  }
+}
+
+TEST(Base64Encoder, DecodesTheFirstCountBytesSkippingOthers) {
+  struct { std::string in, out; } cases[] = {
+      {"TWFu", "M"}, {"TWE=", "Ma"}, {"TQ==", "M"}, {"TW\nFu", "M"},
+      {"    TWFu", std::string(1, '\0')}, {"=\n ", ""}};
+  for (auto& c : cases) EXPECT_EQ(decode64(c.in), c.out) << c.in;
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(decode64("T"), "");
+  EXPECT_EQ(decode64("TWFuT"), "M");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "BASE 64 Decoding Error: trailing character!?\r\n"
+            "BASE 64 Decoding Error: trailing character!?\r\n");
+}
+
+TEST(SimpleEncoder, EveryBaseRoundTripsEveryByte) {
+  const unsigned char sample[] = {0x00, 0xAB, 0xFF};
+  EXPECT_EQ(take(kHexEncoder.encode(sample, 3)), "00ABFF");
+  EXPECT_EQ(take(kDecimalEncoder.encode(sample, 3)), "000171255");
+  EXPECT_EQ(kHexEncoder.encode(sample, 0), nullptr);
+  int digits[17] = {0, 0, 8, 6, 4, 4, 4, 3, 3, 3, 3, 3, 3, 3, 3, 3, 2};
+  std::string all;
+  for (int b = 0; b < 256; b++) all += static_cast<char>(b);
+  for (int base = 2; base <= 16; base++) {
+    BSimpleEncoder encoder(base);
+    std::string text = take(encoder.encode(reinterpret_cast<const unsigned char*>(all.data()), 256));
+    EXPECT_EQ(text.size(), 256u * digits[base]) << base;
+    EXPECT_EQ(take(encoder.decode(text.data(), text.size())), all) << base;
+  }
+}
+
+TEST(SimpleEncoder, DecodingSkipsNonDigitsAndReportsLeftOvers) {
+  EXPECT_EQ(take(kDecimalEncoder.decode("999", 3)), "\xE7");
+  EXPECT_EQ(take(kDecimalEncoder.decode("0 6-5:A", 7)), "A");
+  EXPECT_EQ(kHexEncoder.decode("abcdef", 6), nullptr);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(take(kHexEncoder.decode("0aFF", 4)), "\x0F");
+  EXPECT_EQ(take(kDecimalEncoder.decode("1", 1)), "");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "Byte Decoding Error: Message to be decoded is 4 characters long... not a multiple of 2 "
+            "as expected for a simple encoding of base 16.\r\n"
+            "Byte Decoding Error: Message to be decoded is 1 characters long... not a multiple of 3 "
+            "as expected for a simple encoding of base 10.\r\n");
+}
+
+TEST(SimpleEncoder, InvalidBaseEncodesAndDecodesToNull) {
+  for (int base : {0, 1, 17}) {
+    BSimpleEncoder encoder(base);
+    EXPECT_EQ(encoder.base() + encoder.digitsPerByte(), -1);
+    EXPECT_EQ(encoder.encode(reinterpret_cast<const unsigned char*>("ab"), 2), nullptr);
+    EXPECT_EQ(encoder.decode("0011", 4), nullptr);
+  }
+}
