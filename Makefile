@@ -1,11 +1,14 @@
 # Wraps CMake + Ninja. `make` builds, `make test` runs every test,
-# `make sanitize` runs every test under AddressSanitizer and UBSan.
+# `make sanitize` runs every test under AddressSanitizer and UBSan,
+# `make fuzz` runs the libFuzzer targets (clang), FUZZ_SECONDS each.
 BUILD      ?= build
 SAN_BUILD  ?= build-sanitize
+FUZZ_BUILD ?= build-fuzz
+FUZZ_SECONDS ?= 60
 JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
 
-.PHONY: all deps configure test sanitize demo clean
+.PHONY: all deps configure test sanitize fuzz demo clean
 
 all: configure
 	cmake --build $(BUILD) -j $(JOBS)
@@ -28,8 +31,14 @@ sanitize: deps
 	  LSAN_OPTIONS=suppressions=$(CURDIR)/tests/lsan.supp \
 	  ctest --output-on-failure -j $(JOBS)
 
+fuzz:
+	@sh scripts/ensure-deps.sh clang libclang-rt-14-dev
+	@test -f $(FUZZ_BUILD)/build.ninja || CC=clang CXX=clang++ cmake -S fuzz -B $(FUZZ_BUILD) -G Ninja $(CMAKE_ARGS)
+	cmake --build $(FUZZ_BUILD) -j $(JOBS)
+	FUZZ_BUILD=$(FUZZ_BUILD) FUZZ_SECONDS=$(FUZZ_SECONDS) bash scripts/fuzz.sh
+
 demo: all
 	@BUILD=$(BUILD) bash scripts/demo.sh
 
 clean:
-	rm -rf $(BUILD) $(SAN_BUILD)
+	rm -rf $(BUILD) $(SAN_BUILD) $(FUZZ_BUILD)

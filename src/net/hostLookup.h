@@ -12,7 +12,7 @@
 // name comes back as its own official name, addresses keep the resolver's
 // order), without sharing one static result across the process.
 // Internal to the library: not exported from it.
-namespace __attribute__((visibility("hidden"))) hostlookup {
+namespace hostlookup __attribute__((visibility("hidden"))) {
 
 // The answer of a forward lookup.
 struct HostEntry {

@@ -8,7 +8,7 @@ class BSocketAddress;
 // reports for it. Each function takes the socket's owned address field and
 // may replace it.
 // Internal to the library: not exported from it.
-namespace __attribute__((visibility("hidden"))) localend {
+namespace localend __attribute__((visibility("hidden"))) {
 
 // Replaces address by (host, port) (a null host means any local address)
 // and binds fd to it. True when the system accepts the bind.
