@@ -5,7 +5,7 @@ SAN_BUILD  ?= build-sanitize
 JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
 
-.PHONY: all deps configure test sanitize clean
+.PHONY: all deps configure test sanitize demo clean
 
 all: configure
 	cmake --build $(BUILD) -j $(JOBS)
@@ -27,6 +27,9 @@ sanitize: deps
 	  UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 \
 	  LSAN_OPTIONS=suppressions=$(CURDIR)/tests/lsan.supp \
 	  ctest --output-on-failure -j $(JOBS)
+
+demo: all
+	@BUILD=$(BUILD) bash scripts/demo.sh
 
 clean:
 	rm -rf $(BUILD) $(SAN_BUILD)

@@ -1,0 +1,54 @@
+#!/bin/bash
+# make demo: runs a purchase and a refund through zelvan-txn against the
+# gateway simulator on 127.0.0.1, with demo certificates and the debug log on.
+set -euo pipefail
+
+BUILD=${BUILD:-build}
+DEMO=$BUILD/demo
+SIM=$BUILD/zelvan-gateway-sim
+TXN=$BUILD/zelvan-txn
+CERTGEN=$BUILD/zelvan-certgen
+
+rm -rf "$DEMO"
+mkdir -p "$DEMO"
+"$CERTGEN" "$DEMO/certs" >/dev/null
+LOG=$(cd "$DEMO" && pwd)/zelvan-debug.log
+
+"$SIM" --cert "$DEMO/certs/server.pem" --key "$DEMO/certs/server-key.pem" \
+  --ca "$DEMO/certs/ca.pem" --port 0 --stats "$DEMO/sim-stats.txt" >"$DEMO/sim-output.txt" 2>&1 &
+SIM_PID=$!
+stop_sim() { kill -TERM "$SIM_PID" 2>/dev/null || true; wait "$SIM_PID" 2>/dev/null || true; }
+trap stop_sim EXIT
+
+PORT=""
+for _ in $(seq 100); do
+  PORT=$(sed -n 's/^LISTENING \([0-9]*\)$/\1/p' "$DEMO/sim-output.txt")
+  [ -n "$PORT" ] && break
+  sleep 0.1
+done
+[ -n "$PORT" ] || { echo "the simulator did not start:"; cat "$DEMO/sim-output.txt"; exit 1; }
+echo "Gateway simulator listening on 127.0.0.1:$PORT"
+
+export ZELVAN_CERT_PASSWORD=zelvan-test
+run() {
+  local title=$1; shift
+  echo
+  echo "== $title"
+  echo "\$ zelvan-txn -s 127.0.0.1 -p $PORT -c certs/client.p12 -a certs/ca.pem -l zelvan-debug.log $*"
+  local status=0
+  "$TXN" -s 127.0.0.1 -p "$PORT" -c "$DEMO/certs/client.p12" -a "$DEMO/certs/ca.pem" -l "$LOG" "$@" || status=$?
+  echo "-> exit status $status"
+}
+
+run "Purchase" CLIENTID=10000001 TRANSACTIONTYPE=PURCHASE CARDDATA=4111111111111111 \
+  CARDEXPIRYDATE=1230 CVC2=123 AMOUNT=12.50 CURRENCY=EUR ORDERID=demo-1
+run "Refund" CLIENTID=10000001 TRANSACTIONTYPE=REFUND CARDDATA=4111111111111111 \
+  CARDEXPIRYDATE=1230 AMOUNT=2.50 CURRENCY=EUR ORDERID=demo-1
+
+stop_sim
+trap - EXIT
+echo
+echo "Simulator counters:"
+sed 's/^/  /' "$DEMO/sim-stats.txt"
+echo
+echo "Debug log: $LOG"
