@@ -1,0 +1,174 @@
+#include "GatewaySim.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <system_error>
+#include <thread>
+
+#include "TestCertificates.h"
+
+extern char** environ;
+
+namespace {
+
+constexpr int kStartTimeoutMs = 20000;  // generous: sanitizer builds start slowly
+constexpr int kStopTimeoutMs = 10000;
+constexpr char kEndMarker[] = "\r\nEND\r\n\r\n";
+
+std::string readFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+}  // namespace
+
+std::string GatewaySim::program() {
+  const char* fromEnvironment = std::getenv("ZV_GATEWAY_SIM");
+  if (fromEnvironment && *fromEnvironment) return fromEnvironment;
+#ifdef ZV_GATEWAY_SIM_PATH
+  return ZV_GATEWAY_SIM_PATH;
+#else
+  return "zelvan-gateway-sim";
+#endif
+}
+
+GatewaySim::GatewaySim(const TestCertificates& certs, const std::vector<std::string>& extraArgs,
+                       bool requireClientCert)
+    : m_dir(TestCertificates::makeTempDir("zv-sim-")), m_statsPath(m_dir + "/stats"), m_recordPath(m_dir + "/record") {
+  std::vector<std::string> args = {program(), "--cert", certs.serverCert(), "--key", certs.serverKey(),
+                                   "--port", "0", "--stats", m_statsPath, "--record", m_recordPath};
+  if (requireClientCert) args.insert(args.end(), {"--ca", certs.caCert()});
+  args.insert(args.end(), extraArgs.begin(), extraArgs.end());
+  std::vector<char*> argv;
+  for (std::string& arg : args) argv.push_back(arg.data());
+  argv.push_back(nullptr);
+
+  int pipeEnds[2];
+  if (pipe2(pipeEnds, O_CLOEXEC) != 0) throw std::runtime_error("pipe failed");
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, pipeEnds[1], STDOUT_FILENO);
+  int spawned = posix_spawn(&m_pid, argv[0], &actions, nullptr, argv.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  close(pipeEnds[1]);
+  m_output = pipeEnds[0];
+  try {
+    if (spawned != 0) {
+      m_pid = -1;
+      throw std::runtime_error("cannot start " + args[0]);
+    }
+    readPortLine();
+  } catch (...) {
+    stop(SIGKILL);
+    std::error_code ignored;
+    std::filesystem::remove_all(m_dir, ignored);
+    throw;
+  }
+}
+
+GatewaySim::~GatewaySim() {
+  stop();
+  std::error_code ignored;
+  std::filesystem::remove_all(m_dir, ignored);
+}
+
+void GatewaySim::readPortLine() {
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kStartTimeoutMs);
+  size_t end;
+  while ((end = m_buffered.find('\n')) == std::string::npos) {
+    if (std::chrono::steady_clock::now() > deadline || m_output < 0) {
+      throw std::runtime_error("the simulator did not report its port: " + m_buffered);
+    }
+    drainOutput(50);
+  }
+  std::string line = m_buffered.substr(0, end);
+  m_buffered.erase(0, end + 1);
+  if (std::sscanf(line.c_str(), "LISTENING %d", &m_port) != 1 || m_port <= 0) {
+    throw std::runtime_error("unexpected first line from the simulator: " + line);
+  }
+}
+
+void GatewaySim::drainOutput(int timeoutMs) {
+  if (m_output < 0) return;
+  pollfd output{m_output, POLLIN, 0};
+  if (poll(&output, 1, timeoutMs) <= 0) return;
+  char buffer[4096];
+  ssize_t count = read(m_output, buffer, sizeof(buffer));
+  if (count > 0) {
+    m_buffered.append(buffer, static_cast<size_t>(count));
+  } else {
+    close(m_output);
+    m_output = -1;
+  }
+}
+
+int GatewaySim::stop(int signal) {
+  if (m_pid > 0) {
+    kill(m_pid, signal);
+    int status = 0;
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kStopTimeoutMs);
+    pid_t ended;
+    while ((ended = waitpid(m_pid, &status, WNOHANG)) == 0 && std::chrono::steady_clock::now() < deadline) {
+      drainOutput(10);
+    }
+    if (ended == 0) {
+      kill(m_pid, SIGKILL);
+      waitpid(m_pid, &status, 0);
+    }
+    m_exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    m_pid = -1;
+  }
+  // The simulator has exited, so its output ends: read it to the end.
+  while (m_output >= 0) drainOutput(1000);
+  m_exitOutput = m_buffered;
+  return m_exitCode;
+}
+
+std::map<std::string, long> GatewaySim::stats() const {
+  std::map<std::string, long> counters;
+  std::istringstream lines(readFile(m_statsPath));
+  std::string line;
+  while (std::getline(lines, line)) {
+    size_t equals = line.find('=');
+    if (equals != std::string::npos) counters[line.substr(0, equals)] = std::atol(line.c_str() + equals + 1);
+  }
+  return counters;
+}
+
+long GatewaySim::stat(const std::string& name) const {
+  auto counters = stats();
+  auto found = counters.find(name);
+  return found == counters.end() ? 0 : found->second;
+}
+
+bool GatewaySim::waitForStat(const std::string& name, long atLeast) const {
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (stat(name) < atLeast) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  return true;
+}
+
+std::vector<std::string> GatewaySim::recordedMessages() const {
+  std::string text = readFile(m_recordPath);
+  std::vector<std::string> messages;
+  const size_t markerLength = sizeof(kEndMarker) - 1;
+  for (size_t start = 0, at; (at = text.find(kEndMarker, start)) != std::string::npos; start = at + markerLength) {
+    messages.push_back(text.substr(start, at + markerLength - start));
+  }
+  return messages;
+}

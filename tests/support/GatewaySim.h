@@ -1,0 +1,77 @@
+#ifndef ZELVAN_TESTS_GATEWAYSIM_H_
+#define ZELVAN_TESTS_GATEWAYSIM_H_
+
+#include <sys/types.h>
+
+#include <csignal>
+
+#include <map>
+#include <string>
+#include <vector>
+
+class TestCertificates;
+
+// Runs zelvan-gateway-sim in a child process for one test: on a free port
+// of 127.0.0.1, with its counters in a stats file and every message it
+// receives in a record file, both in a temporary directory that the
+// destructor removes with the simulator stopped.
+//
+// The program is $ZV_GATEWAY_SIM when set, else the one this build made.
+class GatewaySim {
+ public:
+  // Starts the simulator with certs' server certificate and key, requiring
+  // client certificates that certs' CA signed unless requireClientCert is
+  // false, and with extraArgs (for example {"--fault", "slow"}) appended.
+  // Throws std::runtime_error when it does not report a port.
+  explicit GatewaySim(const TestCertificates& certs, const std::vector<std::string>& extraArgs = {},
+                      bool requireClientCert = true);
+  // Stops the simulator if it still runs and removes the temporary directory.
+  ~GatewaySim();
+  GatewaySim(const GatewaySim&) = delete;
+  GatewaySim& operator=(const GatewaySim&) = delete;
+
+  int port() const { return m_port; }
+  pid_t pid() const { return m_pid; }
+  const std::string& statsPath() const { return m_statsPath; }
+  const std::string& recordPath() const { return m_recordPath; }
+
+  // The counters as the stats file holds them now.
+  std::map<std::string, long> stats() const;
+  // One counter, 0 when absent.
+  long stat(const std::string& name) const;
+  // Waits, up to 10 seconds, until the counter reaches atLeast; returns
+  // whether it did. For counters that the simulator moves after the client
+  // has already seen the effect (a handshake it finishes last).
+  bool waitForStat(const std::string& name, long atLeast) const;
+
+  // Every message received so far, whole, end marker included, in order.
+  std::vector<std::string> recordedMessages() const;
+
+  // Sends signal (SIGTERM by default) and waits up to 10 seconds for the
+  // simulator to exit, killing it after that. Returns its exit code, or
+  // 128 + the signal that ended it. Later calls return the same result.
+  int stop(int signal = SIGTERM);
+
+  // What the simulator printed on standard output after its port line
+  // (the counters it prints on exit), complete once stop() has returned.
+  const std::string& exitOutput() const { return m_exitOutput; }
+
+  // The simulator program that is run.
+  static std::string program();
+
+ protected:
+  void readPortLine();
+  void drainOutput(int timeoutMs);
+
+  std::string m_dir;
+  std::string m_statsPath;
+  std::string m_recordPath;
+  pid_t m_pid = -1;
+  int m_output = -1;  // read end of the simulator's standard output
+  int m_port = 0;
+  int m_exitCode = -1;
+  std::string m_buffered;
+  std::string m_exitOutput;
+};
+
+#endif  // ZELVAN_TESTS_GATEWAYSIM_H_

@@ -1,0 +1,142 @@
+#include "GatewayServer.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <openssl/err.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+
+namespace {
+
+// Sessions of this server; a resumed session must come from the same
+// context, and OpenSSL refuses to resume verified sessions without one.
+const unsigned char kSessionContext[] = "zelvan-gateway-sim";
+
+std::string openSslReason() {
+  char text[256] = "unknown reason";
+  unsigned long code = ERR_get_error();
+  if (code != 0) ERR_error_string_n(code, text, sizeof(text));
+  ERR_clear_error();
+  return text;
+}
+
+}  // namespace
+
+GatewayServer::GatewayServer(const SimOptions& options) : m_options(options), m_stats(options.statsFile) {}
+
+GatewayServer::~GatewayServer() {
+  stop();
+  joinFinishedWorkers(true);
+  if (m_listener >= 0) close(m_listener);
+  SSL_CTX_free(m_tls);
+}
+
+bool GatewayServer::start(std::string* error) {
+  if (!setUpTls(error)) return false;
+  if (!m_options.recordFile.empty() && !m_recorder.open(m_options.recordFile, error)) return false;
+  m_context.reset(new ServerContext{m_options, m_tls, m_gateway, m_stats, m_recorder, m_stopping});
+  return listen(error);
+}
+
+bool GatewayServer::setUpTls(std::string* error) {
+  m_tls = SSL_CTX_new(TLS_server_method());
+  if (!m_tls) {
+    *error = "cannot create the TLS context: " + openSslReason();
+    return false;
+  }
+  // Merchants' clients speak TLS 1.2 and resume TLS 1.2 sessions.
+  SSL_CTX_set_min_proto_version(m_tls, TLS1_2_VERSION);
+  SSL_CTX_set_max_proto_version(m_tls, TLS1_2_VERSION);
+  if (SSL_CTX_use_certificate_chain_file(m_tls, m_options.certFile.c_str()) != 1 ||
+      SSL_CTX_use_PrivateKey_file(m_tls, m_options.keyFile.c_str(), SSL_FILETYPE_PEM) != 1 ||
+      SSL_CTX_check_private_key(m_tls) != 1) {
+    *error = "cannot load " + m_options.certFile + " and " + m_options.keyFile + ": " + openSslReason();
+    return false;
+  }
+  if (!m_options.caFile.empty()) {
+    STACK_OF(X509_NAME)* names = SSL_load_client_CA_file(m_options.caFile.c_str());
+    if (!names || SSL_CTX_load_verify_locations(m_tls, m_options.caFile.c_str(), nullptr) != 1) {
+      sk_X509_NAME_pop_free(names, X509_NAME_free);
+      *error = "cannot load the CA file " + m_options.caFile + ": " + openSslReason();
+      return false;
+    }
+    SSL_CTX_set_client_CA_list(m_tls, names);
+    SSL_CTX_set_verify(m_tls, SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT, nullptr);
+  }
+  SSL_CTX_set_session_id_context(m_tls, kSessionContext, sizeof(kSessionContext) - 1);
+  // Clients that close without close_notify (as the library does, to keep
+  // its session) must not get their session thrown out of the cache.
+  SSL_CTX_set_options(m_tls, SSL_OP_IGNORE_UNEXPECTED_EOF);
+  if (m_options.noResume) {
+    SSL_CTX_set_session_cache_mode(m_tls, SSL_SESS_CACHE_OFF);
+    SSL_CTX_set_options(m_tls, SSL_OP_NO_TICKET);
+  } else {
+    SSL_CTX_set_session_cache_mode(m_tls, SSL_SESS_CACHE_SERVER);
+    if (m_options.noTickets) SSL_CTX_set_options(m_tls, SSL_OP_NO_TICKET);
+  }
+  return true;
+}
+
+bool GatewayServer::listen(std::string* error) {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<uint16_t>(m_options.port));
+  if (inet_pton(AF_INET, m_options.bindAddress.c_str(), &address.sin_addr) != 1) {
+    *error = "not an IPv4 address: " + m_options.bindAddress;
+    return false;
+  }
+  m_listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  int on = 1;
+  socklen_t length = sizeof(address);
+  if (m_listener < 0 || setsockopt(m_listener, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on)) != 0 ||
+      bind(m_listener, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0 ||
+      ::listen(m_listener, 128) != 0 ||
+      getsockname(m_listener, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
+    *error = "cannot listen on " + m_options.bindAddress + ":" + std::to_string(m_options.port) + ": " +
+             std::strerror(errno);
+    return false;
+  }
+  m_port = ntohs(address.sin_port);
+  return true;
+}
+
+void GatewayServer::run() {
+  long connections = 0;
+  while (!m_stopping) {
+    joinFinishedWorkers(false);
+    pollfd listener{m_listener, POLLIN, 0};
+    if (poll(&listener, 1, 50) <= 0) continue;
+    int fd = accept4(m_listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+    if (fd < 0) {
+      // Out of descriptors: let connections finish rather than spin.
+      if (errno == EMFILE || errno == ENFILE) std::this_thread::sleep_for(std::chrono::milliseconds(50));
+      continue;
+    }
+    Worker& worker = m_workers.emplace_back();
+    ServerContext& context = *m_context;
+    long number = ++connections;
+    worker.thread = std::thread([&context, &worker, fd, number] {
+      Connection(context, fd, number).run();
+      worker.done = true;
+    });
+  }
+  close(m_listener);
+  m_listener = -1;
+  joinFinishedWorkers(true);
+}
+
+void GatewayServer::joinFinishedWorkers(bool all) {
+  for (auto it = m_workers.begin(); it != m_workers.end();) {
+    if (all || it->done) {
+      if (it->thread.joinable()) it->thread.join();
+      it = m_workers.erase(it);
+    } else {
+      ++it;
+    }
+  }
+}
