@@ -6,6 +6,9 @@
 #include <openssl/pkcs12.h>
 #include <openssl/x509.h>
 
+#include <sys/socket.h>
+
+#include <cerrno>
 #include <cstring>
 #include <ctime>
 
@@ -22,6 +25,37 @@ constexpr int kNotYetValid = 101;
 constexpr int kExpired = 102;
 
 BString* copyText(const char* s, const char* label) { return trackNew(new BString(s), label); }
+
+// Writes like OpenSSL's socket BIO, but with MSG_NOSIGNAL: a gateway that
+// has closed the connection makes the write fail instead of raising
+// SIGPIPE, whose default action would end the merchant's process.
+int writeWithoutSignal(BIO* bio, const char* data, int length) {
+  int fd = -1;
+  BIO_get_fd(bio, &fd);
+  errno = 0;
+  int written = static_cast<int>(send(fd, data, length > 0 ? length : 0, MSG_NOSIGNAL));
+  BIO_clear_retry_flags(bio);
+  if (written <= 0 && BIO_sock_should_retry(written)) BIO_set_retry_write(bio);
+  return written;
+}
+
+// OpenSSL's socket BIO with the write above; made once per process.
+BIO_METHOD* socketMethod() {
+  static BIO_METHOD* method = [] {
+    const BIO_METHOD* plain = BIO_s_socket();
+    BIO_METHOD* m = BIO_meth_new(BIO_get_new_index() | BIO_TYPE_SOURCE_SINK | BIO_TYPE_DESCRIPTOR,
+                                 "socket without SIGPIPE");
+    if (m != nullptr) {
+      BIO_meth_set_write(m, writeWithoutSignal);
+      BIO_meth_set_read(m, BIO_meth_get_read(plain));
+      BIO_meth_set_ctrl(m, BIO_meth_get_ctrl(plain));
+      BIO_meth_set_create(m, BIO_meth_get_create(plain));
+      BIO_meth_set_destroy(m, BIO_meth_get_destroy(plain));
+    }
+    return m;
+  }();
+  return method;
+}
 
 }  // namespace
 
@@ -165,7 +199,12 @@ void BSSLContext::setSocket(int fd) {
   if (ctx == nullptr || fd == 0) return;
   SSL* connection = getSSLObject();
   if (connection == nullptr) return;
-  SSL_set_fd(connection, fd);
+  // What SSL_set_fd does, with a socket BIO whose writes never raise
+  // SIGPIPE.
+  BIO* bio = socketMethod() ? BIO_new(socketMethod()) : nullptr;
+  if (bio == nullptr) return;
+  BIO_set_fd(bio, fd, BIO_NOCLOSE);
+  SSL_set_bio(connection, bio, bio);
   if (session == nullptr || !SSL_SESSION_is_resumable(session)) getSession();
   if (session != nullptr) SSL_set_session(connection, session);
   // An empty or unreadable store leaves a decoding error in the thread's

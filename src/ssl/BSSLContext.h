@@ -57,8 +57,9 @@ class BSSLContext : public BNetObject {
 
   // Binds the connection object to connected descriptor fd and offers the
   // session to resume: the one held, or, when none is held or it can no
-  // longer be resumed, the one in the shared store. Nothing when the
-  // context is not loaded or fd is 0.
+  // longer be resumed, the one in the shared store. Writes on the
+  // connection to a peer that has gone fail instead of raising SIGPIPE.
+  // Nothing when the context is not loaded or fd is 0.
   void setSocket(int fd);
 
   // Reads the stored session from the shared store, adds it to the

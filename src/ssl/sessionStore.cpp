@@ -101,10 +101,17 @@ void releaseLock() {
 }
 
 int ssl_callback_NewSessionCacheEntry(SSL*, SSL_SESSION* session) {
-  if (!getLock()) return -1;
+  // OpenSSL hands the callback a reference of its own and takes any
+  // non-zero result to mean the callback kept it: a refusal (-1) releases
+  // that reference here, or the session would leak.
+  if (!getLock()) {
+    SSL_SESSION_free(session);
+    return -1;
+  }
   int length = i2d_SSL_SESSION(session, nullptr);
   if (static_cast<unsigned int>(length) > static_cast<unsigned int>(kMaxStoredSessionLength)) {
     releaseLock();
+    SSL_SESSION_free(session);
     return -1;
   }
   unsigned char* out = mSharedContainer->sessionData;

@@ -98,7 +98,9 @@ void releaseLock();
 // OpenSSL's new-session callback: stores session in the segment, replacing
 // the one stored. Returns 0 (OpenSSL keeps no extra reference for the
 // store), or -1 when the lock cannot be had or the encoding is longer than
-// 4096 bytes; the stored session then stays as it was.
+// 4096 bytes; the stored session then stays as it was. Like every
+// new-session callback it is handed a reference of its own to session:
+// it releases that reference when it returns -1.
 int ssl_callback_NewSessionCacheEntry(SSL* ssl, SSL_SESSION* session);
 
 // OpenSSL's get-session callback. Always null: sessions are never looked

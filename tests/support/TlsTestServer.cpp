@@ -10,6 +10,7 @@
 #include <openssl/x509.h>
 
 #include <chrono>
+#include <csignal>
 #include <stdexcept>
 
 #include "BSSLContext.h"
@@ -31,6 +32,9 @@ void setIoTimeouts(int fd) {
 
 TlsTestServer::TlsTestServer(const TestCertificates& certs, Script script, bool requireClientCert)
     : m_script(std::move(script)) {
+  // A script that writes after the client has gone must fail its write,
+  // not end the test program.
+  signal(SIGPIPE, SIG_IGN);
   m_ctx = SSL_CTX_new(TLS_server_method());
   if (m_ctx == nullptr ||
       SSL_CTX_use_certificate_file(m_ctx, certs.serverCert().c_str(), SSL_FILETYPE_PEM) != 1 ||

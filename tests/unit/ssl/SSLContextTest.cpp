@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <openssl/err.h>
+
+#include <csignal>
 #include <cstring>
 #include <string>
 
@@ -111,12 +114,23 @@ TEST_F(SSLContextTest, HandshakeVerifiesTheServerOnlyAgainstAGivenCaFile) {
   }
 }
 
-TEST_F(SSLContextTest, SetSocketNeedsALoadedContextAndADescriptor) {
+TEST_F(SSLContextTest, WritingToAClosedConnectionFailsWithoutSigpipe) {
+  TlsTestServer server(certs());  // closes each connection after the handshake
   BSSLContext ctx(certs().clientPem().c_str(), certs().password().c_str(), "", "client");
-  SSL* ssl = ctx.getSSLObject();
-  ASSERT_NE(ssl, nullptr);
-  ctx.setSocket(0);
-  EXPECT_EQ(SSL_get_fd(ssl), -1);
-  ctx.setSocket(7);
-  EXPECT_EQ(SSL_get_fd(ssl), 7);
+  BSocket socket;
+  ASSERT_TRUE(connectTls(ctx, socket, server.port()));
+  server.waitForConnections(1);
+  socket.setBlocking();
+  // The default action of SIGPIPE ends the process, as in an application
+  // that never changed it.
+  auto previous = signal(SIGPIPE, SIG_DFL);
+  int result = 1;
+  for (int i = 0; i < 50 && result > 0; i++) {
+    ERR_clear_error();
+    result = SSL_write(ctx.getSSLObject(), "RESULT=0\r\n", 10);
+    TlsTestServer::pauseMs(10);
+  }
+  signal(SIGPIPE, previous);
+  EXPECT_LE(result, 0);
+  closeTls(ctx, socket);
 }

@@ -7,10 +7,10 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -44,6 +44,15 @@ SSL_SESSION* sessionEncodedIn(SSL* ssl, int length) {
     SSL_SESSION_free(session);
   }
   return nullptr;
+}
+
+// Offers session to the new-session callback the way OpenSSL does: with a
+// reference of its own, released by OpenSSL when the callback returns 0.
+int offer(SSL_SESSION* session) {
+  SSL_SESSION_up_ref(session);
+  int result = ssl_callback_NewSessionCacheEntry(nullptr, session);
+  if (result == 0) SSL_SESSION_free(session);
+  return result;
 }
 
 // Runs one handshake with ctx against server and ends it as the client does.
@@ -188,14 +197,14 @@ TEST_F(SessionStoreTest, StoresSessionsOfUpTo4096Bytes) {
   ASSERT_NE(fits, nullptr);
   ASSERT_NE(tooLong, nullptr);
 
-  EXPECT_EQ(ssl_callback_NewSessionCacheEntry(nullptr, fits), 0);
+  EXPECT_EQ(offer(fits), 0);
   EXPECT_EQ(mSharedContainer->sessionLength, 4096);
   std::vector<unsigned char> expected(4096);
   unsigned char* out = expected.data();
   i2d_SSL_SESSION(fits, &out);
   EXPECT_EQ(memcmp(mSharedContainer->sessionData, expected.data(), expected.size()), 0);
 
-  EXPECT_EQ(ssl_callback_NewSessionCacheEntry(nullptr, tooLong), -1);
+  EXPECT_EQ(offer(tooLong), -1);
   EXPECT_EQ(mSharedContainer->sessionLength, 4096) << "the stored session stays";
   EXPECT_EQ(mSharedContainer->lockFlag, 0) << "the lock is released on refusal";
   SSL_SESSION* readBack = ctx.getSession();
@@ -204,7 +213,7 @@ TEST_F(SessionStoreTest, StoresSessionsOfUpTo4096Bytes) {
   EXPECT_EQ(mSharedContainer->lockFlag, 0);
 
   mSharedContainer->lockFlag = 1;
-  EXPECT_EQ(ssl_callback_NewSessionCacheEntry(nullptr, fits), -1) << "no store without the lock";
+  EXPECT_EQ(offer(fits), -1) << "no store without the lock";
   mSharedContainer->lockFlag = 0;
 
   EXPECT_EQ(ssl_callback_GetSessionCacheEntry(nullptr, nullptr, 0, nullptr), nullptr);
