@@ -162,6 +162,7 @@ TEST(GatewaySim, VerifiesClientCertificatesAgainstItsCa) {
   EXPECT_FALSE(SimClient(certs().otherClientPem()).connect(verifying.port()));
   EXPECT_FALSE(SimClient("").connect(verifying.port())) << "a certificate is required";
   EXPECT_TRUE(verifying.waitForStat("handshakes_failed", 2));
+  EXPECT_TRUE(verifying.waitForStat("handshakes_full", 1));
   EXPECT_EQ(verifying.stat("handshakes_full"), 1);
 
   GatewaySim open(certs(), {}, false);

@@ -1,6 +1,7 @@
 #include "GatewaySim.h"
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
@@ -80,7 +81,10 @@ GatewaySim::GatewaySim(const TestCertificates& certs, const std::vector<std::str
 }
 
 GatewaySim::~GatewaySim() {
-  stop();
+  // A clean simulator exits 0 on SIGTERM; anything else (a sanitizer's
+  // report, a crash, a hang) fails the test that ran it.
+  int exitCode = stop();
+  if (exitCode != 0) ADD_FAILURE() << "the gateway simulator exited with " << exitCode;
   std::error_code ignored;
   std::filesystem::remove_all(m_dir, ignored);
 }

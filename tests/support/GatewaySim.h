@@ -25,7 +25,8 @@ class GatewaySim {
   // Throws std::runtime_error when it does not report a port.
   explicit GatewaySim(const TestCertificates& certs, const std::vector<std::string>& extraArgs = {},
                       bool requireClientCert = true);
-  // Stops the simulator if it still runs and removes the temporary directory.
+  // Stops the simulator if it still runs and removes the temporary
+  // directory. A simulator that did not exit with 0 fails the current test.
   ~GatewaySim();
   GatewaySim(const GatewaySim&) = delete;
   GatewaySim& operator=(const GatewaySim&) = delete;
