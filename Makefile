@@ -1,14 +1,16 @@
 # Wraps CMake + Ninja. `make` builds, `make test` runs every test,
 # `make sanitize` runs every test under AddressSanitizer and UBSan,
-# `make fuzz` runs the libFuzzer targets (clang), FUZZ_SECONDS each.
+# `make fuzz` runs the libFuzzer targets (clang), FUZZ_SECONDS each,
+# `make memcheck` runs MEMCHECK_COUNT transactions under valgrind.
 BUILD      ?= build
 SAN_BUILD  ?= build-sanitize
 FUZZ_BUILD ?= build-fuzz
 FUZZ_SECONDS ?= 60
+MEMCHECK_COUNT ?= 200
 JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
 
-.PHONY: all deps configure test sanitize fuzz demo clean
+.PHONY: all deps configure test sanitize fuzz memcheck demo clean
 
 all: configure
 	cmake --build $(BUILD) -j $(JOBS)
@@ -36,6 +38,10 @@ fuzz:
 	@test -f $(FUZZ_BUILD)/build.ninja || CC=clang CXX=clang++ cmake -S fuzz -B $(FUZZ_BUILD) -G Ninja $(CMAKE_ARGS)
 	cmake --build $(FUZZ_BUILD) -j $(JOBS)
 	FUZZ_BUILD=$(FUZZ_BUILD) FUZZ_SECONDS=$(FUZZ_SECONDS) bash scripts/fuzz.sh
+
+memcheck: all
+	@sh scripts/ensure-deps.sh valgrind
+	BUILD=$(BUILD) MEMCHECK_COUNT=$(MEMCHECK_COUNT) bash scripts/memcheck.sh
 
 demo: all
 	@BUILD=$(BUILD) bash scripts/demo.sh
