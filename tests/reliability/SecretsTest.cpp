@@ -1,0 +1,109 @@
+// Card data and the certificate password never leave the process in the
+// clear: not in the debug log (a file or standard output), not on the
+// wire, and not in the bundle once a transaction is over.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <string>
+
+#include "GatewaySim.h"
+#include "MerchantTxn.h"
+#include "SessionStoreGuard.h"
+#include "TestCertificates.h"
+
+namespace {
+
+constexpr char kPassword[] = "Pw-zv-5513-secret";
+
+std::string readFile(const std::string& path) {
+  std::stringstream all;
+  all << std::ifstream(path, std::ios::binary).rdbuf();
+  return all.str();
+}
+
+// Fails for every secret that text shows. The CVC2 counts only as a number
+// of its own, not as digits inside a time stamp or a reference.
+void expectNoSecrets(const std::string& text, const char* where) {
+  SCOPED_TRACE(where);
+  EXPECT_EQ(text.find(MerchantTxn::kApprovedCard), std::string::npos);
+  EXPECT_EQ(text.find("4000000000000002"), std::string::npos);
+  EXPECT_FALSE(std::regex_search(text, std::regex(std::string("(^|[^0-9])") + MerchantTxn::kCvc2 + "([^0-9]|$)")));
+  EXPECT_EQ(text.find(kPassword), std::string::npos);
+}
+
+// A purchase approved, one declined, and one whose final response is lost
+// (so a status check runs), all logging to logPath.
+void runPurchases(const TestCertificates& certs, const GatewaySim& sim, const GatewaySim& lossy,
+                  const std::string& logPath) {
+  MerchantTxn t;
+  t.logTo(logPath);
+  struct {
+    int port;
+    const char* card;
+  } runs[] = {{sim.port(), MerchantTxn::kApprovedCard}, {sim.port(), "4000000000000002"},
+              {lossy.port(), MerchantTxn::kApprovedCard}};
+  for (const auto& run : runs) {
+    t.flush();
+    t.settings(certs, run.port);
+    t.purchase(run.card);
+    EXPECT_EQ(t.execute(), 1) << t.field("ERROR");
+    // The bundle shows the card data masked, the "_" fields included.
+    std::string works = t.theWorks();
+    EXPECT_NE(works.find("CVC2=****\r\n"), std::string::npos) << works;
+    EXPECT_NE(works.find("CARDEXPIRYDATE=****\r\n"), std::string::npos) << works;
+    EXPECT_NE(works.find("CARDDATA=" + std::string(run.card).substr(0, 6) + "XXXXXX" + std::string(run.card).substr(12) +
+                         "\r\n"),
+              std::string::npos)
+        << works;
+    EXPECT_EQ(works.find(run.card), std::string::npos);
+  }
+}
+
+}  // namespace
+
+TEST(Secrets, NeitherTheLogNorTheWireCarriesThem) {
+  TestCertificates certs(kPassword);
+  SessionStoreGuard store(certs);
+  GatewaySim sim(certs);
+  GatewaySim lossy(certs, {"--fault", "close-before-final"});
+  std::string dir = TestCertificates::makeTempDir("zv-secrets-");
+  std::string logFile = dir + "/debug.log";
+
+  runPurchases(certs, sim, lossy, logFile);
+  std::string log = readFile(logFile);
+  EXPECT_NE(log.find("Transaction Succeeded"), std::string::npos) << "the log was written";
+  expectNoSecrets(log, "log file");
+
+  // The same with the log on standard output, captured in a file.
+  std::string capturePath = dir + "/stdout";
+  fflush(stdout);
+  int saved = dup(STDOUT_FILENO);
+  FILE* capture = fopen(capturePath.c_str(), "w");
+  ASSERT_NE(capture, nullptr);
+  dup2(fileno(capture), STDOUT_FILENO);
+  runPurchases(certs, sim, lossy, "stdout");
+  fflush(stdout);
+  dup2(saved, STDOUT_FILENO);
+  close(saved);
+  fclose(capture);
+  std::string printed = readFile(capturePath);
+  EXPECT_NE(printed.find("Transaction Succeeded"), std::string::npos) << "the log was printed";
+  expectNoSecrets(printed, "standard output");
+
+  // The gateway sees the card data, as it must, but no "_" field.
+  for (const GatewaySim* gateway : {&sim, &lossy}) {
+    std::vector<std::string> messages = gateway->recordedMessages();
+    EXPECT_FALSE(messages.empty());
+    for (const std::string& message : messages) {
+      EXPECT_EQ(message.rfind('_', 0), std::string::npos) << message;
+      EXPECT_EQ(message.find("\n_"), std::string::npos) << message;
+      EXPECT_EQ(message.find(kPassword), std::string::npos);
+    }
+  }
+  std::filesystem::remove_all(dir);
+}
