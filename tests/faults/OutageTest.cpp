@@ -41,28 +41,6 @@ size_t openDescriptors() {
   return count;
 }
 
-void expectApproved(const TestCertificates& certs, int port) {
-  MerchantTxn t;
-  t.settings(certs, port);
-  t.purchase();
-  EXPECT_EQ(t.execute(), 1) << t.field("ERROR");
-  EXPECT_EQ(t.field("RESULT"), "0");
-  expectCardDataMasked(t);
-}
-
-// A purchase while nothing listens: refused at once, reported, masked.
-void expectRefused(const TestCertificates& certs, int port) {
-  MerchantTxn t;
-  t.settings(certs, port);
-  t.purchase();
-  auto start = std::chrono::steady_clock::now();
-  EXPECT_EQ(t.execute(), 0);
-  EXPECT_LT(secondsSince(start), 10);
-  EXPECT_EQ(t.field("ERROR"), "UNABLE TO CONNECT - COULD NOT OPEN SOCKET");
-  EXPECT_EQ(t.field("RESULT"), "-1");
-  expectCardDataMasked(t);
-}
-
 }  // namespace
 
 TEST(Outage, TransactionsFailCleanlyDuringAnOutageAndSucceedAfterIt) {

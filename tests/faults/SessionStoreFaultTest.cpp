@@ -18,14 +18,6 @@
 
 namespace {
 
-void expectApproved(const TestCertificates& certs, int port) {
-  MerchantTxn t;
-  t.settings(certs, port);
-  t.purchase();
-  EXPECT_EQ(t.execute(), 1) << t.field("ERROR");
-  EXPECT_EQ(t.field("RESULT"), "0");
-}
-
 // One purchase in a process of its own, which attaches the store afresh.
 void expectApprovedInNewProcess(const TestCertificates& certs, int port) {
   TxnLoop::Result run = TxnLoop(ZV_TXN_LOOP_PATH, certs, port).finish();
