@@ -1,11 +1,13 @@
 # Wraps CMake + Ninja. `make` builds, `make test` runs every test,
-# `make sanitize` runs every test under AddressSanitizer and UBSan.
+# `make sanitize` runs every test under AddressSanitizer and UBSan,
+# `make install PREFIX=DIR` installs the library, headers and programs.
 BUILD      ?= build
 SAN_BUILD  ?= build-sanitize
 JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
+PREFIX     ?= /usr/local
 
-.PHONY: all deps configure test sanitize demo clean
+.PHONY: all deps configure test sanitize install demo clean
 
 all: configure
 	cmake --build $(BUILD) -j $(JOBS)
@@ -27,6 +29,9 @@ sanitize: deps
 	  UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 \
 	  LSAN_OPTIONS=suppressions=$(CURDIR)/tests/lsan.supp \
 	  ctest --output-on-failure -j $(JOBS)
+
+install: all
+	cmake --install $(BUILD) --prefix $(PREFIX)
 
 demo: all
 	@BUILD=$(BUILD) bash scripts/demo.sh
