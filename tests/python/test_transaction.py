@@ -169,12 +169,17 @@ class BundleTest(unittest.TestCase):
     def test_text_that_would_corrupt_the_message_is_refused(self):
         with zelvan.Transaction() as t:
             for name, value in [("AMOUNT", "1\r\nAMOUNT=1000"), ("AMOUNT", "1\n"), ("AMOUNT", "1\0"),
-                                ("AM=OUNT", "1"), ("", "1"), ("AMOUNT\r\n", "1")]:
+                                ("ORDERREF", "a=b"), ("AM=OUNT", "1"), ("", "1"), ("AMOUNT\r\n", "1")]:
                 with self.assertRaises(ValueError, msg=repr((name, value))):
                     t[name] = value
             with self.assertRaises(TypeError):
                 t["AMOUNT"] = 12.5
             self.assertEqual(t.fields(), {})
+            # Local fields never travel, so "=" is theirs to hold.
+            t.set_certificate_password("pa=ss")
+            t["_CAFILE"] = "/etc/ca=1.pem"
+            self.assertEqual(t.fields(include_local=True),
+                             {"_CERTIFICATEPASSWORD": "pa=ss", "_CAFILE": "/etc/ca=1.pem"})
 
     def test_flush_empties_and_close_ends_the_handle(self):
         t = zelvan.Transaction()

@@ -18,12 +18,15 @@ def library():
         return _lib
 
 
-def _encode(text, what):
-    """Text for the C library. Refuses what would corrupt the gateway message.
+def _encode(text, what, sent=True):
+    """Text for the C library. Refuses what would corrupt or lose a field.
 
-    Fields travel as "NAME=value" lines, so a CR or LF inside a name or a
-    value would start a field of its own on the wire, and a NUL would cut
-    the text short without a word. Names may not hold "=" either.
+    Fields travel to the gateway as "NAME=value" lines with no escaping, so
+    a CR or LF would start a field of its own on the wire, and a line with
+    a second "=" is dropped whole by the gateway's parser (and by the
+    library's, when it reads replies). A NUL would cut the text short
+    without a word. Local settings (sent=False: the "_" fields, such as
+    the certificate password) never travel and may hold "=".
     """
     if isinstance(text, bytes):
         data = text
@@ -33,7 +36,7 @@ def _encode(text, what):
         data = str(text).encode("ascii")
     else:
         raise TypeError("%s must be str, bytes or int, not %s" % (what, type(text).__name__))
-    forbidden = b"\r\n\0=" if what == "name" else b"\r\n\0"
+    forbidden = b"\r\n\0=" if sent else b"\r\n\0"
     if any(byte in forbidden for byte in data):
         raise ValueError("%s %r holds a character the gateway message cannot carry" % (what, text))
     if what == "name" and not data:
@@ -129,7 +132,10 @@ class Transaction:
 
     Fields behave like a mapping of str to str: t["AMOUNT"] = "12.50",
     t["RESULT"], "ERROR" in t, t.get("AUTHCODE"). The library reports an
-    empty field as absent. A handle is used by one thread at a time.
+    empty field as absent. Names and values are str (UTF-8 on the wire),
+    bytes or int; text that the gateway message cannot carry (CR, LF, NUL,
+    and "=" in a name or in the value of a field that is sent) raises
+    ValueError. A handle is used by one thread at a time.
     """
 
     def __init__(self):
@@ -146,7 +152,8 @@ class Transaction:
     # -- the bundle as a mapping ------------------------------------------
 
     def __setitem__(self, name, value):
-        self._lib.put(self._live(), _encode(name, "name"), _encode(value, "value"))
+        data = _encode(name, "name")
+        self._lib.put(self._live(), data, _encode(value, "value", sent=not data.startswith(b"_")))
 
     def __getitem__(self, name):
         value = self.get(name)
@@ -201,13 +208,13 @@ class Transaction:
 
     def set_certificate(self, path, password=None):
         """The client certificate file (PKCS#12 or PEM) and, if given, its password."""
-        self._lib.put_CertificatePath(self._live(), _encode(path, "value"))
+        self._lib.put_CertificatePath(self._live(), _encode(path, "value", sent=False))
         if password is not None:
             self.set_certificate_password(password)
 
     def set_certificate_password(self, password):
         """The client certificate's password; it is neither sent nor logged."""
-        self._lib.put_CertificatePassword(self._live(), _encode(password, "value"))
+        self._lib.put_CertificatePassword(self._live(), _encode(password, "value", sent=False))
 
     def set_ca_file(self, path):
         """The CA file that the gateway's certificate is verified against.
