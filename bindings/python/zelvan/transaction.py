@@ -9,12 +9,34 @@ _lib = None
 _lib_lock = threading.Lock()
 
 
+class _Serialised:
+    """The library's functions, called one at a time across the process.
+
+    ctypes lets other Python threads run while a C function runs, but the
+    library keeps process-wide state without locks (the debug log's
+    settings, its allocation records), so only one call may be inside it
+    at a time. Transactions in parallel need processes of their own.
+    """
+
+    def __init__(self, lib):
+        self._lib = lib
+        self._lock = threading.RLock()
+
+    def __getattr__(self, name):
+        function = getattr(self._lib, name)
+
+        def call(*args):
+            with self._lock:
+                return function(*args)
+        return call
+
+
 def library():
     """The loaded libzelvanclient, loaded on first use (see _library.candidates)."""
     global _lib
     with _lib_lock:
         if _lib is None:
-            _lib = _library.load()
+            _lib = _Serialised(_library.load())
         return _lib
 
 
@@ -239,7 +261,8 @@ class Transaction:
         result.approved. Raises TransactionError when there is no decision:
         a failure of the library (execute() returned 0) or an error reply
         of the gateway. Blocks until the gateway answers or the time-outs
-        pass (5 seconds per unreachable server, 30 per awaited reply).
+        pass (5 seconds per unreachable server, 30 per awaited reply);
+        other threads' calls into the library wait meanwhile.
         """
         completed = self._lib.execute(self._live())
         outcome = Result(completed, self.fields())
