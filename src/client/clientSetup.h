@@ -1,0 +1,33 @@
+#ifndef ZELVAN_CLIENTSETUP_H_
+#define ZELVAN_CLIENTSETUP_H_
+
+#include "txn.h"
+
+// The client's process state and the preparation that every exchange with
+// the gateway begins with.
+
+// Set by init_client(), cleared by free_client().
+extern bool m_client_inited;
+
+// Readies a transaction for an exchange: initialises the library if
+// needed, checks that the certificate file can be read and that a port
+// and at least one server are set, and adds the client's type, version and
+// the OpenSSL version to the bundle. On failure stores ERROR (the reason)
+// and RESULT "-1" and returns false.
+bool initialiseClient(txn* t);
+
+// True when _CERTIFICATEPATH names a regular file that can be opened for
+// reading. Logs the outcome; stores nothing in the bundle.
+bool CheckCert(txn* t);
+
+// A new pseudo-random transaction number for the log (rand()).
+int getTranId();
+
+// Prints "Error code: [code]" and a newline to standard output. Returns
+// printf()'s result.
+int printErrorLabel(int code);
+
+// Closes a socket descriptor. Returns close()'s result.
+int closeTheSocket(int fd);
+
+#endif  // ZELVAN_CLIENTSETUP_H_

@@ -1,0 +1,33 @@
+#include <cstdio>
+
+#include "BHashTable.h"
+#include "BString.h"
+#include "BTokeniser.h"
+#include "debugLog.h"
+#include "memTrack.h"
+#include "txn.h"
+#include "zelvanclient.h"
+
+void setServers(txn* t, const char* list) {
+  static const char* const kSeparators[] = {",", ";", " "};
+  logDebugMessage(t, "Setting Servers...");
+  BTokeniser tokens(list, 3, kSeparators);
+  int position = 0;
+  for (int i = 0; i < tokens.size(); i++) {
+    BString* server = trackNew(new BString(tokens.get(i)), "server name");
+    // Two separators in a row (", ") leave an empty token: it takes no
+    // number.
+    if (server->trim(1, 1) > 0) {
+      char key[32];
+      snprintf(key, sizeof key, "SERVER%i", position);
+      t->bundle->put(key, server->buffer());
+      logDebugPrintf(t, "\tServer [%s] added to List in position [%i]", server->buffer(), position);
+      position++;
+    }
+    trackDelete(server);
+  }
+  char count[16];
+  snprintf(count, sizeof count, "%i", position);
+  t->bundle->put("SERVERCOUNT", count);
+  logDebugMessage(t, "Finished Setting Servers.");
+}

@@ -1,0 +1,204 @@
+/*
+** The public interface of libzelvanclient, the client library of the
+** Zelvan card-payment gateway. Usable from C (C99 or later) and C++.
+**
+** An application creates a transaction handle with newBundle(), fills its
+** bundle of text fields with put() and the setters below, runs the
+** transaction with execute(), reads the gateway's answer with get(), and
+** either empties the handle with flushBundle() for the next transaction
+** or destroys it with cleanup():
+**
+**     txn *t = newBundle();
+**     put(t, "DEBUG", "ON");                  optional, before LOGFILE
+**     put(t, "LOGFILE", "/var/log/pay.log");  optional
+**     setServers(t, "gw1.example.com, gw2.example.com");
+**     setPort(t, "8443");
+**     put_ClientID(t, "10000001");
+**     put_CertificatePath(t, "/etc/pay/client.p12");
+**     put_CertificatePassword(t, "secret");
+**     put(t, "TRANSACTIONTYPE", "PURCHASE");
+**     put(t, "CARDDATA", "4111111111111111");
+**     ...
+**     if (execute(t)) printf("%s\n", get(t, "RESULT"));
+**     cleanup(t);
+**
+** Every outcome, local failures included, is left in the bundle: ERROR (an
+** upper-case text), often ERROR_DETAIL, and RESULT "-1". Nothing is thrown
+** to the caller. Card data (CARDDATA, CVC2, CARDEXPIRYDATE) are masked or
+** overwritten in the bundle at the end of every exchange.
+**
+** Fields whose names begin with "_" stay in the process and are never sent
+** to the gateway; every other field is sent as it stands.
+**
+** Threads: a handle must be used by one thread at a time. The library
+** initialises itself when it is loaded and releases its resources when it
+** is unloaded; init_client() and free_client() exist for applications that
+** want to do so explicitly.
+**
+** No function validates its handle: passing NULL or a handle that was
+** given to cleanup() is undefined. Text arguments may be NULL where said.
+*/
+#ifndef ZELVAN_ZELVANCLIENT_H_
+#define ZELVAN_ZELVANCLIENT_H_
+
+/*
+** The handle of one transaction: its bundle of fields and its debug-log
+** settings. Opaque; created by newBundle(), destroyed by cleanup().
+*/
+typedef struct txn txn;
+
+/*
+** The bundle itself, as flushBundle() returns it. Opaque to C; C++ code
+** that includes the object library's headers may use it as a BHashTable.
+*/
+#ifdef __cplusplus
+class BHashTable;
+#else
+typedef struct BHashTable BHashTable;
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/*
+** Initialises the library once per process: seeds the standard
+** pseudo-random generator from the clock and creates the pool of SSL
+** contexts. Runs by itself when the library is loaded; calling it again
+** does nothing. After free_client() it initialises the library anew.
+** Returns 1.
+*/
+int init_client(void);
+
+/*
+** Releases what the library holds for the whole process: every pooled SSL
+** context and the allocation tracker. Runs by itself when the library is
+** unloaded. Call it only when no transaction is running; handles created
+** before remain usable for put(), get(), flushBundle() and cleanup(), and
+** the next exchange initialises the library again. Returns 1.
+*/
+int free_client(void);
+
+/*
+** Creates a transaction handle with an empty bundle and the debug log off.
+** Writes no log line. The caller destroys the handle with cleanup().
+*/
+txn *newBundle(void);
+
+/*
+** Empties the handle for another transaction: the bundle is destroyed with
+** every field, settings included (servers, port, client identifier,
+** certificate path and password must be given again), and an empty one
+** takes its place. The debug-log state (DEBUG and an open LOGFILE) is
+** kept. Returns the new bundle, which belongs to the handle: do not
+** destroy it. Pointers returned by get() before the call are invalid.
+*/
+BHashTable *flushBundle(txn *t);
+
+/*
+** Stores field NAME with text VALUE in the bundle, replacing an earlier
+** value. A NULL VALUE stores an empty field; a NULL NAME is ignored.
+** Two names also act on the debug log (names compared without regard to
+** case):
+**
+**   DEBUG    "ON" (in any case) switches this handle's log on; any other
+**            value switches it off and closes its log file.
+**   LOGFILE  "stdout" (in any case) closes the log file and logs to
+**            standard output again. Any other value is a file path that
+**            is opened for appending, but only while DEBUG is on: put
+**            DEBUG before LOGFILE. A path that cannot be opened makes the
+**            log go to standard output.
+**
+** Without a log file, log lines go to standard output. Both fields are
+** ordinary fields as well and are sent to the gateway.
+** The result carries no meaning.
+*/
+int put(txn *t, const char *name, const char *value);
+
+/*
+** Returns the text of field NAME, or NULL if the bundle has no such field
+** or the field is empty. The pointer belongs to the bundle: do not free
+** or modify it; it stays valid until the field is replaced or removed,
+** the bundle is flushed, or the handle is cleaned up. get() never writes
+** a log line.
+**
+** NAME "THEWORKS" (in any case) returns the whole bundle as text instead,
+** "_" fields included, one "name=value\r\n" line per field, in a new
+** array allocated with malloc(): the caller releases it with free(), from
+** any language. An empty bundle gives an empty text.
+*/
+char *get(txn *t, const char *name);
+
+/*
+** Stores field SERVERPORT, the gateway's port as decimal text, used for
+** every server of the list. Logs the port.
+** The result carries no meaning.
+*/
+int setPort(txn *t, const char *port);
+
+/*
+** Stores field CLIENTID, the merchant's client identifier, which every
+** request needs.
+** The result carries no meaning.
+*/
+int put_ClientID(txn *t, const char *clientId);
+
+/*
+** Stores field _CERTIFICATEPATH, the path of the client certificate
+** (PKCS#12 or PEM). The file must be a readable regular file when the
+** transaction runs.
+** The result carries no meaning.
+*/
+int put_CertificatePath(txn *t, const char *path);
+
+/*
+** Stores field _CERTIFICATEPASSWORD, the password of the client
+** certificate. The password is neither logged nor sent to the gateway.
+** The result carries no meaning.
+*/
+int put_CertificatePassword(txn *t, const char *password);
+
+/*
+** Stores the gateway servers to try, in order: LIST holds host names or
+** addresses separated by commas, semicolons, blanks or any mix of them.
+** Each entry is trimmed and empty entries are skipped. The servers become
+** fields SERVER0, SERVER1, ... and SERVERCOUNT their number. A second call
+** overwrites the numbering from SERVER0; fields beyond the new count stay
+** in the bundle but are not tried. A NULL or empty LIST sets SERVERCOUNT
+** to 0, and the next transaction then fails with
+** "UNABLE TO CONNECT - NO SERVER SET".
+*/
+void setServers(txn *t, const char *list);
+
+/*
+** Runs the transaction: connects to the first server of the list that
+** accepts a connection and an SSL handshake with the client certificate,
+** sends the bundle, and merges the gateway's reply into it. When the
+** gateway opens a transaction reference (TXNREFERENCE) the bundle is sent
+** again and the final response merged. If a PURCHASE or REFUND fails after
+** the gateway gave a reference, the transaction's status is asked for up
+** to three times, and TRANSACTIONTYPE is then left as "STATUS": set it
+** again or call flushBundle() before reusing the handle.
+**
+** Returns 1 when the last exchange ran to its end (which includes a reply
+** that carries the gateway's own ERROR), 0 otherwise. Read the outcome
+** with get(): RESULT, AUTHCODE, RESPONSECODE, RESPONSETEXT, TXNREFERENCE,
+** ERROR and ERROR_DETAIL, and the timings TIMINGS and TOTAL_TIME (in
+** milliseconds). Card data in the bundle are masked or overwritten
+** afterwards. Blocks the calling thread: up to 5 seconds for each server
+** that does not answer and about 30 seconds for each reply awaited.
+*/
+int execute(txn *t);
+
+/*
+** Destroys the handle: its bundle with every field, and its log file,
+** which is closed. The handle must not be used again. Pointers returned by
+** get() become invalid; arrays returned for "THEWORKS" stay the caller's.
+*/
+void cleanup(txn *t);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* ZELVAN_ZELVANCLIENT_H_ */

@@ -1,0 +1,122 @@
+#ifndef ZELVAN_BSSLCONTEXT_H_
+#define ZELVAN_BSSLCONTEXT_H_
+
+#include <openssl/ssl.h>
+
+#include "BNetObject.h"
+
+class BString;
+
+// Set once OpenSSL has been initialised for the process; never cleared.
+extern unsigned char kSSLInited;
+
+// Everything one SSL client connection needs: an OpenSSL context loaded
+// with the merchant's client certificate and key (PEM or PKCS#12), the
+// optional CA file that server certificates are verified against, the
+// connection object and the session to resume. Contexts are pooled (see
+// sslPool.h) and reused connection after connection: the holder asks for
+// getSSLObject(), binds it to a connected socket with setSocket(), runs
+// SSL_connect itself, exchanges data, then calls ShutdownSSL() and
+// setInUse(0).
+//
+// Only TLS 1.2 is negotiated. Sessions are kept only in the shared store
+// (sessionStore.h), which the first context of a process attaches.
+//
+// Load failures leave an error code (see BNetObject): 100 certificate, key
+// or password unusable, 101 certificate not yet valid, 102 expired.
+// Used by one holder at a time.
+class BSSLContext : public BNetObject {
+ public:
+  // Copies the three texts (null reads as empty); clientId is accepted and
+  // not used. Attaches the process's session store, keyed by
+  // certificatePath, when the process has none yet. Loads nothing.
+  BSSLContext(const char* certificatePath, const char* password, const char* caFile,
+              const char* clientId);
+  BSSLContext(const BSSLContext&) = delete;
+  BSSLContext& operator=(const BSSLContext&) = delete;
+  // Frees the session, the OpenSSL context and connection, detaches the
+  // session store from the process, and unloads OpenSSL's configuration
+  // modules.
+  ~BSSLContext() override;
+
+  // "BNetObject:BSSLContext".
+  const char* classType() override;
+  static const char* staticType();
+
+  // Initialises the OpenSSL library once per process (kSSLInited).
+  static void initSSL();
+
+  // The connection object, built with the OpenSSL context on first use:
+  // loads certificate and key (both formats are tried; a ".p12" name only
+  // decides which comes first), checks the certificate's validity dates,
+  // and, when a CA file is set, requires the server's certificate to
+  // verify against it. Returns null on failure, with code 100, 101 or 102
+  // for an unusable certificate; the next call tries again. Owned by the
+  // context.
+  SSL* getSSLObject();
+
+  // Binds the connection object to connected descriptor fd and offers the
+  // session to resume: the one held, or, when none is held or it can no
+  // longer be resumed, the one in the shared store. Writes on the
+  // connection to a peer that has gone fail instead of raising SIGPIPE.
+  // Nothing when the context is not loaded or fd is 0.
+  void setSocket(int fd);
+
+  // Reads the stored session from the shared store, adds it to the
+  // OpenSSL context's cache and makes it the session to offer, releasing
+  // the one held. Returns it (owned by the context), or null when the
+  // store is empty, unreadable or locked; the held session is then null.
+  SSL_SESSION* getSession();
+
+  // 1 while a caller holds the context.
+  unsigned char inUse();
+  // Stores flag; when it turns 0 the connection object is cleared for the
+  // next connection. Setting the flag it already has does nothing.
+  void setInUse(unsigned char flag);
+
+  // Marks the connection closed in both directions without sending a
+  // close alert, so that OpenSSL does not treat the session as bad.
+  void ShutdownSSL();
+
+  // The password's text, owned by the context; null when it is empty.
+  char* getPassword();
+
+  // OpenSSL's password callback; userdata is the BSSLContext. Copies the
+  // password into buffer, at most size bytes (NUL-terminated when it
+  // fits), and returns the number of bytes copied; 0 and an empty text
+  // without a context or password.
+  static int PasswordCallback(char* buffer, int size, int rwflag, void* userdata);
+
+  // Read certificate and key from bio into *cert and *key, which receive
+  // new references (the caller frees them) or null. Whatever they held is
+  // freed first and the file rewound. readPKCS12Cert decrypts with
+  // password (no chain is kept); readPEMCert reads both from the same PEM
+  // file, asking ctx's password callback for an encrypted key.
+  void readPKCS12Cert(BIO* bio, BString* password, X509** cert, EVP_PKEY** key);
+  void readPEMCert(BIO* bio, SSL_CTX* ctx, X509** cert, EVP_PKEY** key);
+
+  // Frees and nulls *cert and *key and rewinds bio.
+  void clearCertData(BIO* bio, X509** cert, EVP_PKEY** key);
+
+ protected:
+  unsigned char m_inUse;
+  BString* certificatePath;
+  BString* password;
+  BString* caFile;
+  SSL* ssl;
+  SSL_CTX* ctx;
+  SSL_SESSION* session;
+  // Segment identifier, filled when this context attached the store.
+  int segmentId;
+
+ private:
+  // Builds and loads ctx; false (ctx null, error code set) on failure.
+  bool loadContext();
+  // Reads certificate and key in the format the file name suggests, then
+  // in the other when either is missing.
+  void readCertificate(BIO* bio, X509** cert, EVP_PKEY** key);
+  // Sets code 101 or 102 and returns false unless cert is valid now.
+  bool checkValidity(X509* cert);
+};
+
+#endif  // ZELVAN_BSSLCONTEXT_H_

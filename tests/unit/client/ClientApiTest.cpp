@@ -1,0 +1,124 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "BHashTable.h"
+#include "clientSetup.h"
+#include "clientTestSupport.h"
+#include "sslPool.h"
+#include "txn.h"
+
+using testing::internal::CaptureStdout;
+using testing::internal::GetCapturedStdout;
+using Lines = std::vector<std::string>;
+
+TEST(ClientBundle, FlushEmptiesTheBundleButKeepsTheLogSettings) {
+  Handle t;
+  put(t, "AMOUNT", "100");
+  put(t, "AMOUNT", "250");
+  EXPECT_STREQ(get(t, "AMOUNT"), "250");
+  put(t, nullptr, "ignored");
+  put(t, "DEBUG", "ON");
+  EXPECT_EQ(flushBundle(t), t->bundle);
+  EXPECT_EQ(t->bundle->size(), 0);
+  EXPECT_EQ(t->debugOn, 1);
+  put(t, "DEBUG", "OFF");
+}
+
+TEST(ClientBundle, TheWorksInAnyCaseIsTheWholeBundleInFreeableText) {
+  Handle t;
+  char* empty = get(t, "THEWORKS");
+  EXPECT_STREQ(empty, "");
+  free(empty);
+  put_ClientID(t, "1");
+  put_CertificatePassword(t, "secret");
+  for (const char* name : {"theworks", "TheWorks"}) {
+    char* all = get(t, name);
+    ASSERT_NE(all, nullptr);
+    std::string text(all);
+    free(all);
+    EXPECT_TRUE(text == "CLIENTID=1\r\n_CERTIFICATEPASSWORD=secret\r\n" ||
+                text == "_CERTIFICATEPASSWORD=secret\r\nCLIENTID=1\r\n") << text;
+  }
+}
+
+TEST(ClientLifetime, FreeThenInitWorksAgain) {
+  ASSERT_TRUE(m_client_inited);
+  ASSERT_NE(m_ssl_contexts, nullptr);
+  EXPECT_EQ(free_client(), 1);
+  EXPECT_EQ(m_ssl_contexts, nullptr);
+  EXPECT_EQ(free_client(), 1);
+  EXPECT_EQ(init_client(), 1);
+  BHashTable* pool = m_ssl_contexts;
+  EXPECT_TRUE(m_client_inited && pool != nullptr);
+  init_client();
+  EXPECT_EQ(m_ssl_contexts, pool);
+}
+
+class ClientDebugLog : public testing::Test {
+ protected:
+  TempDir dir_;
+  std::string path_ = dir_.file("client.log");
+};
+
+TEST_F(ClientDebugLog, LogFileOpensOnlyAfterDebugOnAndTakesEverySetterAndTheCleanUp) {
+  txn* t = newBundle();
+  put(t, "LOGFILE", path_.c_str());
+  put(t, "debug", "on");
+  EXPECT_NE(access(path_.c_str(), F_OK), 0);
+  CaptureStdout();
+  setPort(t, "8443");
+  EXPECT_EQ(logTexts(GetCapturedStdout()), (Lines{"Server Port Set...", "\t Using Port [8443]."}));
+
+  CaptureStdout();
+  put(t, "LogFile", path_.c_str());
+  put_ClientID(t, "1");
+  put_CertificatePath(t, "/c");
+  put_CertificatePassword(t, "p");
+  free(get(t, "THEWORKS"));
+  cleanup(t);
+  EXPECT_EQ(GetCapturedStdout(), "");
+  EXPECT_EQ(logFileTexts(path_), (Lines{
+      "----------------------------------", "Writing to Logfile.",
+      "Setting default Log Location to [" + path_ + "]", "Default Log Location is [" + path_ + "]",
+      "isDebugOn=[1]; isDebugToStdOut=[0];", "ClientID Set.", "Certificate Path Set.",
+      "Certificate Password Set.", "Cleaning Up...", "\tDestroying Transaction...",
+      "\tBundle Destroyed, closing...", "\tdebugLog, closing...", "Cleaning Up Completed."}));
+  EXPECT_EQ(std::string(theDebugFileName), path_);
+  EXPECT_TRUE(isDebugOn == 1 && isDebugToStdOut == 0);
+  isDebugOn = 0;
+}
+
+TEST_F(ClientDebugLog, OtherDebugValuesAndStdoutCloseTheFile) {
+  Handle t;
+  for (const char* off : {"DEBUG=YES", "LOGFILE=StdOut"}) {
+    put(t, "DEBUG", "ON");
+    put(t, "LOGFILE", path_.c_str());
+    std::string name(off, strchr(off, '='));
+    put(t, name.c_str(), strchr(off, '=') + 1);
+    EXPECT_EQ(t->debugLog, nullptr) << off;
+    put_ClientID(t, "1");
+    EXPECT_EQ(logFileTexts(path_).back(), "isDebugOn=[1]; isDebugToStdOut=[0];") << off;
+  }
+  EXPECT_TRUE(t->debugOn == 1 && t->debugToStdOut == 1);
+  put(t, "DEBUG", "OFF");
+}
+
+TEST_F(ClientDebugLog, UnopenableFileLogsToStdoutAndLongPathsAreCut) {
+  Handle t;
+  put(t, "DEBUG", "ON");
+  CaptureStdout();
+  put(t, "LOGFILE", dir_.file("no/such.log").c_str());
+  EXPECT_EQ(logTexts(GetCapturedStdout()),
+            (Lines{"Unable to create debugLog file . Writing to stdOut instead.", ""}));
+  EXPECT_EQ(t->debugToStdOut, 1);
+
+  std::string longPath = dir_.file(std::string(200, 'a'));
+  put(t, "LOGFILE", longPath.c_str());
+  EXPECT_EQ(std::string(theDebugFileName), longPath.substr(0, 127));
+  put(t, "DEBUG", "OFF");
+}

@@ -1,0 +1,137 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <initializer_list>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "BSSLContext.h"
+#include "BSocket.h"
+#include "BString.h"
+#include "SessionStoreGuard.h"
+#include "TestCertificates.h"
+#include "TlsTestServer.h"
+#include "debugLog.h"
+#include "doSSLRead.h"
+
+namespace {
+
+const TestCertificates& certs() { return TestCertificates::shared(); }
+
+const std::string kEnd = "\r\nEND\r\n\r\n";
+
+size_t count(const std::string& text, const std::string& part) {
+  size_t n = 0;
+  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) n++;
+  return n;
+}
+
+void expectOnce(const std::string& log, std::initializer_list<const char*> lines) {
+  for (const char* line : lines) EXPECT_EQ(count(log, std::string(line) + "\r\n"), 1u) << line;
+}
+
+// Connects a client to a server that plays script, and reads one reply
+// with the transaction-less debug log going to a file of its own.
+class ResponseReaderTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    m_dir = TestCertificates::makeTempDir("zv-reader-");
+    snprintf(theDebugFileName, sizeof theDebugFileName, "%s/debug.log", m_dir.c_str());
+    isDebugOn = 1;
+    isDebugToStdOut = 0;
+  }
+  void TearDown() override {
+    isDebugOn = 0;
+    std::filesystem::remove_all(m_dir);
+  }
+
+  // Returns the reply text, or "<null>" when none was read.
+  std::string readReply(TlsTestServer::Script script, int timeoutSeconds) {
+    TlsTestServer server(certs(), std::move(script));
+    BSSLContext ctx(certs().clientPem().c_str(), certs().password().c_str(), "", "client");
+    BSocket socket;
+    EXPECT_TRUE(connectTls(ctx, socket, server.port()));
+    auto start = std::chrono::steady_clock::now();
+    std::unique_ptr<BString> reply(doSSLRead(&ctx, &socket, timeoutSeconds));
+    m_seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    closeTls(ctx, socket);
+    if (!reply) return "<null>";
+    return std::string(reply->buffer(), reply->length());
+  }
+
+  std::string log() {
+    std::ifstream in(theDebugFileName, std::ios::binary);
+    std::stringstream all;
+    all << in.rdbuf();
+    return all.str();
+  }
+
+  SessionStoreGuard m_store{certs()};
+  std::string m_dir;
+  double m_seconds = 0;
+};
+
+}  // namespace
+
+TEST_F(ResponseReaderTest, AssemblesAReplySplitOverRecords) {
+  std::vector<std::string> pieces = {"RESULT=0\r\nAUTH", "CODE=123\r\nEN", "D\r\n\r", "\nafter"};
+  std::string reply = readReply(
+      [&](SSL* ssl) {
+        for (auto& piece : pieces) {
+          TlsTestServer::send(ssl, piece);
+          TlsTestServer::pauseMs(50);
+        }
+        TlsTestServer::drain(ssl);
+      },
+      30);
+  // Bytes that came with the end marker stay in the reply.
+  EXPECT_EQ(reply, "RESULT=0\r\nAUTHCODE=123" + kEnd + "after");
+
+  std::string text = log();
+  expectOnce(text, {"\t\tdoing SSL Read", "\t\tSSLRead timeout set to [30] seconds",
+                    "\t\tMemory allocated for read buffer", "\t\t\tFound end of message.",
+                    "\t\tMessage has been found.", "\t\tFinished SSL Read"});
+  EXPECT_GE(count(text, "\t\t\tNot yet at end of message\r\n"), 3u);
+  // Every read is numbered, those that returned data included.
+  size_t attempts = count(text, "Attempt to read response from ZTS.");
+  EXPECT_GE(attempts, pieces.size());
+  for (size_t i = 1; i <= attempts; i++) {
+    EXPECT_EQ(count(text, "\t\t\t [" + std::to_string(i) + "] Attempt to read response from ZTS.\r\n"), 1u);
+  }
+}
+
+TEST_F(ResponseReaderTest, MarkerAloneIsNotAReplyAndTheReadTimesOut) {
+  std::string reply = readReply(
+      [](SSL* ssl) {
+        TlsTestServer::send(ssl, kEnd);
+        TlsTestServer::pauseMs(1500);
+        TlsTestServer::send(ssl, "x");
+        TlsTestServer::drain(ssl);
+      },
+      1);
+  EXPECT_EQ(reply, "<null>");
+  EXPECT_LT(m_seconds, 15.0);
+
+  std::string text = log();
+  expectOnce(text, {"\t\tBreaking out of read loop.", "\t\tMessage not found.", "\t\tSSL Error",
+                    "\t\t\tsslError found [2]"});
+  EXPECT_EQ(count(text, "\t\t\twaittime is is ["), 1u);
+  EXPECT_EQ(count(text, "], timeout value is [1], SSL Error Code is [2], ret is [-1]\r\n"), 1u);
+  EXPECT_EQ(count(text, "Found end of message."), 0u);
+  EXPECT_GE(count(text, "\t\t\t\tWaiting for response from ZTS.\r\n"), 1u);
+}
+
+TEST_F(ResponseReaderTest, PeerClosingBeforeTheMarkerEndsTheReadAtOnce) {
+  std::string reply = readReply([](SSL* ssl) { TlsTestServer::send(ssl, "RESULT=0\r\n"); }, 30);
+  EXPECT_EQ(reply, "<null>");
+  EXPECT_LT(m_seconds, 10.0) << "well before the 30-second time-out";
+  std::string text = log();
+  expectOnce(text, {"\t\tBreaking out of read loop.", "\t\tMessage not found."});
+  EXPECT_EQ(count(text, "Out of read loops"), 0u);
+
+  EXPECT_EQ(doSSLRead(nullptr, nullptr), nullptr) << "no connection, nothing read";
+}

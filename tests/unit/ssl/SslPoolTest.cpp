@@ -1,0 +1,97 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <set>
+#include <thread>
+#include <vector>
+
+#include "BHashTable.h"
+#include "BSSLContext.h"
+#include "SessionStoreGuard.h"
+#include "TestCertificates.h"
+#include "sslPool.h"
+
+namespace {
+
+const TestCertificates& certs() { return TestCertificates::shared(); }
+
+// Gives each test an empty pool: the library's own table when it has one
+// (emptied afterwards), else one made and deleted here.
+class SslPoolTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    m_ownTable = m_ssl_contexts == nullptr;
+    if (m_ownTable) m_ssl_contexts = new BHashTable();
+    m_ssl_contexts->clear();
+  }
+  void TearDown() override {
+    m_ssl_contexts->clear();
+    if (m_ownTable) {
+      delete m_ssl_contexts;
+      m_ssl_contexts = nullptr;
+    }
+  }
+
+  BSSLContext* take(const char* password, const char* clientId = "client") {
+    return static_cast<BSSLContext*>(get_ssl(m_path.c_str(), password, "", clientId));
+  }
+
+  SessionStoreGuard m_store{certs()};
+  std::string m_path = certs().clientPem();
+  bool m_ownTable = false;
+};
+
+}  // namespace
+
+TEST_F(SslPoolTest, HandsOutIdleContextsOfTheSameCredentials) {
+  EXPECT_EQ(get_ssl_object_count(), 0);
+  BSSLContext* first = take("secret");
+  BSSLContext* second = take("secret", "another client");  // the client id is not part of the key
+  ASSERT_NE(first, nullptr);
+  ASSERT_NE(second, nullptr);
+  EXPECT_NE(first, second) << "the first is still in use";
+  EXPECT_EQ(first->inUse(), 1);
+  EXPECT_EQ(second->inUse(), 1);
+
+  first->setInUse(0);
+  EXPECT_EQ(take("secret", "third client"), first);
+  second->setInUse(0);
+  EXPECT_EQ(take("secret"), second);
+
+  BSSLContext* otherPassword = take("other");
+  EXPECT_NE(otherPassword, first);
+  EXPECT_NE(otherPassword, second);
+  EXPECT_EQ(m_ssl_contexts->size(), 2);
+  EXPECT_EQ(get_ssl_object_count(), 3);
+  EXPECT_EQ(m_ssl_locks, 0);
+}
+
+TEST_F(SslPoolTest, GivesUpAfterAboutFiveSecondsWhileTheLockIsHeld) {
+  m_ssl_locks = 1;
+  auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(take("secret"), nullptr);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
+  EXPECT_EQ(m_ssl_locks, 1) << "the holder's lock is left alone";
+  release_ssl_lock();
+  release_ssl_lock();  // a release without a holder does not unbalance the lock
+  EXPECT_EQ(m_ssl_locks, 0);
+  EXPECT_NE(take("secret"), nullptr);
+  EXPECT_EQ(get_ssl_object_count(), 1);
+}
+
+TEST_F(SslPoolTest, ConcurrentCallersGetDistinctContexts) {
+  constexpr int kThreads = 4, kRounds = 25;
+  std::vector<std::vector<BSSLContext*>> taken(kThreads);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; t++) {
+    threads.emplace_back([this, t, &taken] {
+      for (int i = 0; i < kRounds; i++) taken[t].push_back(take("secret"));
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  std::set<BSSLContext*> distinct;
+  for (auto& list : taken) distinct.insert(list.begin(), list.end());
+  EXPECT_EQ(distinct.size(), static_cast<size_t>(kThreads * kRounds));
+  EXPECT_EQ(distinct.count(nullptr), 0u);
+  EXPECT_EQ(get_ssl_object_count(), kThreads * kRounds);
+}
