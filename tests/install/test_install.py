@@ -19,7 +19,7 @@ import unittest
 
 from gateway_sim import GatewaySim, TestCertificates
 
-HERE = os.path.dirname(os.path.abspath(__file__))
+CONSUMER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "consumer")
 SOURCE_DIR = os.environ["ZV_SOURCE_DIR"]
 BUILD_DIR = os.environ["ZV_BUILD_DIR"]
 CMAKE = os.environ.get("ZV_CMAKE", "cmake")
@@ -92,8 +92,9 @@ class InstalledTreeTest(unittest.TestCase):
         self.assertEqual(os.path.realpath(libdir), os.path.realpath(self.libdir))
         flags = run(["pkg-config", "--cflags", "--libs", "zelvanclient"], env=self.env).split()
         program = os.path.join(self.work, "purchase")
-        run([CC, "-std=c99", "-Wall", "-Werror", *SANITIZE_FLAGS, "-o", program,
-             os.path.join(HERE, "consumer-c", "purchase.c"), *flags], env=self.env)
+        sources = [os.path.join(CONSUMER, name) for name in ("purchase.c", "run_transaction.c")]
+        run([CC, "-std=c99", "-Wall", "-Werror", *SANITIZE_FLAGS, "-o", program, *sources, *flags],
+            env=self.env)
         self.assertIn(self.libdir, run(["ldd", program], env=self.env))
         self.assertIn("purchase approved", run([program, *self.consumer_args()], env=self.env))
 
@@ -108,9 +109,9 @@ class InstalledTreeTest(unittest.TestCase):
     def test_cmake_project_built_through_find_package_runs_a_refund(self):
         build = os.path.join(self.work, "consumer-cmake")
         flags = " ".join(SANITIZE_FLAGS)
-        run([CMAKE, "-S", os.path.join(HERE, "consumer-cmake"), "-B", build, "-G", "Ninja",
-             "-DCMAKE_PREFIX_PATH=" + self.prefix, "-DCMAKE_CXX_COMPILER=" + CXX,
-             "-DCMAKE_CXX_FLAGS=" + flags, "-DCMAKE_EXE_LINKER_FLAGS=" + flags])
+        run([CMAKE, "-S", CONSUMER, "-B", build, "-G", "Ninja",
+             "-DCMAKE_PREFIX_PATH=" + self.prefix, "-DCMAKE_C_COMPILER=" + CC, "-DCMAKE_CXX_COMPILER=" + CXX,
+             "-DCMAKE_C_FLAGS=" + flags, "-DCMAKE_CXX_FLAGS=" + flags, "-DCMAKE_EXE_LINKER_FLAGS=" + flags])
         with open(os.path.join(build, "CMakeCache.txt")) as cache:
             found = [line for line in cache if line.startswith("zelvanclient_DIR:")]
         self.assertEqual(found, ["zelvanclient_DIR:PATH=%s/cmake/zelvanclient\n" % self.libdir])
