@@ -1,8 +1,15 @@
 #include "preSendChecks.h"
 
 #include "BHashTable.h"
+#include "BSSLContext.h"
+#include "BSocket.h"
+#include "BString.h"
 #include "bundleFields.h"
+#include "cardData.h"
+#include "clientSetup.h"
 #include "debugLog.h"
+#include "memTrack.h"
+#include "sslConnection.h"
 
 namespace {
 
@@ -14,7 +21,29 @@ bool reportMissing(txn* t, const char* logLine, const char* error, const char* d
   return false;
 }
 
+// Fails the certificate check.
+bool reportUnidentified(txn* t, const char* logLine, const char* error) {
+  logDebugMessage(t, logLine);
+  storeFailure(t, error);
+  return false;
+}
+
 }  // namespace
+
+bool validCertificate(txn* t, BSSLContext* ctx) {
+  logDebugMessage(t, "\t\tSocket Open, Continuing...");
+  switch (checkPeerCertificate(ctx)) {
+    case kPeerCertificateMissing:
+      return reportUnidentified(t, "\t\t Server Certificate problem.", "UNABLE TO GET SERVER CERTIFICATE");
+    case kPeerSubjectUnreadable:
+      return reportUnidentified(t, "\t\t Unable to identify Server - subject name.", "UNABLE TO IDENTIFY SERVER");
+    case kPeerIssuerUnreadable:
+      return reportUnidentified(t, "\t\t Unable to identify Server - issuer name.", "UNABLE TO IDENTIFY SERVER");
+    case kPeerCertificateReadable:
+      break;
+  }
+  return true;
+}
 
 bool essentialParametersExist(txn* t) {
   if (!hasField(t, "CLIENTID")) {
@@ -27,4 +56,34 @@ bool essentialParametersExist(txn* t) {
                          "Please ensure that the Transaction Type is passed into the bundle.");
   }
   return true;
+}
+
+void cleanUpAfterDoTransaction(txn* t, BSSLContext* ctx, int fd, BSocket* socket) {
+  if (ctx != nullptr) {
+    if (t != nullptr) logDebugMessage(t, "\t\tClosing Context...");
+    ctx->ShutdownSSL();
+    ctx->setInUse(0);
+  }
+  if (fd != -1) {
+    if (t != nullptr) logDebugMessage(t, "\t\tClosing Socket...");
+    // Closed through the socket object when it owns the descriptor, so that
+    // its destructor does not close the same number again (by then it may
+    // belong to another connection of the process).
+    if (socket != nullptr && socket->getSocket() == fd) {
+      socket->close();
+    } else {
+      closeTheSocket(fd);
+    }
+  }
+  trackDelete(socket);
+  if (t != nullptr) {
+    clearPCISensitiveData(t, "CVC2");
+    clearPCISensitiveData(t, "CARDEXPIRYDATE");
+    clearPCISensitiveData(t, "CARDDATA");
+  }
+}
+
+void cleanUpAfterDoTransaction(txn* t, BSSLContext* ctx, int fd, BSocket* socket, BString* response) {
+  trackDelete(response);
+  cleanUpAfterDoTransaction(t, ctx, fd, socket);
 }

@@ -79,6 +79,11 @@ BSSLContext::~BSSLContext() {
   SSL_SESSION_free(session);
   session = nullptr;
   if (ctx != nullptr) {
+    // Freeing the context empties its session cache, and the remove
+    // callback would take that as the stored session going bad and drop
+    // the shared store. A context that goes away with its process says
+    // nothing about the session: keep the store for the next process.
+    SSL_CTX_sess_set_remove_cb(ctx, nullptr);
     SSL_CTX_flush_sessions(ctx, time(nullptr));
     SSL_CTX_free(ctx);
     ShutdownSSL();

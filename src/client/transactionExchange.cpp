@@ -1,0 +1,280 @@
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <strings.h>
+
+#include "BHashTable.h"
+#include "BPlatform.h"
+#include "BSSLContext.h"
+#include "BSocket.h"
+#include "BString.h"
+#include "bundleFields.h"
+#include "clientSetup.h"
+#include "debugLog.h"
+#include "doSSLRead.h"
+#include "memTrack.h"
+#include "preSendChecks.h"
+#include "sslConnection.h"
+#include "sslPool.h"
+#include "transaction.h"
+#include "txn.h"
+
+namespace {
+
+const char kEndMarker[] = "\r\nEND\r\n\r\n";
+const int kConnectTimeoutMs = 5000;
+
+// Everything one exchange holds while it runs, handed to the clean-up.
+struct Exchange {
+  txn* t;
+  BHashTable* bundle;
+  BSSLContext* ctx = nullptr;
+  BSocket* socket = nullptr;
+  int fd = -1;
+  int64_t mark;
+
+  explicit Exchange(txn* handle) : t(handle), bundle(handle->bundle), mark(GetTickCount()) {}
+
+  // Milliseconds since the previous mark; moves the mark forward.
+  int64_t lap() {
+    int64_t now = GetTickCount();
+    int64_t elapsed = now - mark;
+    mark = now;
+    return elapsed;
+  }
+
+  void log(const char* text) { logDebugMessage(t, text); }
+
+  void fail(const char* error) { storeFailure(t, error); }
+
+  void cleanUp() { cleanUpAfterDoTransaction(t, ctx, fd, socket); }
+
+  // fail() and clean-up: the end of every local failure after a connection.
+  bool abandon(const char* error) {
+    fail(error);
+    cleanUp();
+    return false;
+  }
+
+  std::string field(const char* name) {
+    const char* value = bundle->get(name);
+    return value ? value : "";
+  }
+
+  // The bundle's text form without the "_" fields, then the end marker.
+  // The caller deletes the result.
+  BString* message() {
+    BString* text = bundle->toString("_");
+    if (text == nullptr) return trackNew(new BString(kEndMarker), "empty trans message");
+    text->append(kEndMarker);
+    return text;
+  }
+
+  // Sends the bundle with one SSL write; true unless the write failed.
+  bool send() {
+    BString* text = message();
+    int written = sslWrite(ctx, text->buffer(), text->length());
+    trackDelete(text);
+    return written >= 0;
+  }
+
+  // Reads one gateway message and merges it into the bundle.
+  bool receive() {
+    BString* reply = doSSLRead(ctx, socket);
+    if (reply == nullptr) return false;
+    bundle->addAll(reply->buffer());
+    trackDelete(reply);
+    return true;
+  }
+
+  // Hands a context whose handshake failed back to the pool, so that the
+  // pool does not keep it marked in use for ever.
+  void releaseContext() {
+    if (ctx == nullptr) return;
+    ctx->setInUse(0);
+    ctx = nullptr;
+  }
+
+  // Deleting the socket closes its descriptor.
+  void releaseSocket() {
+    trackDelete(socket);
+    socket = nullptr;
+    fd = -1;
+  }
+};
+
+// The credentials a context is built for, read once from the bundle.
+struct Credentials {
+  std::string certificatePath, password, caFile, clientId;
+};
+
+// One pass of the server loop. Returns true with socket, descriptor and
+// context kept when the server accepted the connection and the handshake;
+// false when the next server is to be tried. Sets *fatal when the SSL
+// context could not be had: no other server is tried then.
+bool tryServer(Exchange& x, int index, int port, const Credentials& c, bool* fatal) {
+  char name[32];
+  snprintf(name, sizeof name, "SERVER%i", index);
+  std::string server = x.field(name);
+  x.bundle->put("SERVER", server.c_str());
+  logDebugPrintf(x.t, "\t\t\tTrying Server [%s]", server.c_str());
+
+  x.socket = trackNew(new BSocket(), "transaction socket");
+  // The time-out is set twice on purpose, as the engine always has.
+  x.socket->setSoTimeOut(kConnectTimeoutMs, 1);
+  x.socket->setSoTimeOut(kConnectTimeoutMs, 1);
+  if (!x.socket->connect(server.c_str(), port, kConnectTimeoutMs)) {
+    const char* detail = x.socket->getError();
+    x.bundle->put("ERROR", "UNABLE TO CONNECT - COULD NOT OPEN SOCKET");
+    x.bundle->put("ERROR_DETAIL", detail);
+    logDebugPrintf(x.t, "\t\t\tUnable to connect to server: [%s]:[%d]; Error Message = [%s]",
+                   server.c_str(), port, detail);
+    x.releaseSocket();
+    return false;
+  }
+
+  std::string peer;
+  BString* remote = x.socket->getRemoteAddress();
+  if (remote != nullptr) {
+    BString* text = remote->toString();
+    peer = text->buffer() ? text->buffer() : "";
+    trackDelete(text);
+  }
+  logDebugPrintf(x.t, "\t\t\tRemote Address we connected to: [%s]:[%d];", peer.c_str(), port);
+
+  x.log("\t\tGetting ssl context");
+  x.ctx = static_cast<BSSLContext*>(
+      get_ssl(c.certificatePath.c_str(), c.password.c_str(), c.caFile.c_str(), c.clientId.c_str()));
+  x.log("\t\tGot ssl context");
+  if (x.ctx == nullptr || x.ctx->getSSLObject() == nullptr) {
+    std::string detail = x.ctx == nullptr ? "Unable to obtain an ssl context object." : x.ctx->getError();
+    x.bundle->put("ERROR", "UNABLE TO INITIALISE SSL.");
+    x.bundle->put("ERROR_DETAIL", detail.c_str());
+    x.bundle->put("RESULT", "-1");
+    logDebugPrintf(x.t, "\t\t\tError during SSL initialisation: [%s];", detail.c_str());
+    // The card data stay as they are on this path (no clean-up runs), but
+    // the socket is closed and a context that failed to load goes back to
+    // the pool, where the next transaction with the same credentials
+    // retries the load.
+    x.releaseContext();
+    x.releaseSocket();
+    *fatal = true;
+    return false;
+  }
+
+  x.fd = x.socket->getSocket();
+  x.ctx->setSocket(x.fd);
+  int handshake = sslConnect(x.ctx);
+  x.socket->setNonBlocking();
+  if (handshake > 0) {
+    // An earlier server's failure is no longer the outcome.
+    x.bundle->remove("ERROR");
+    x.bundle->remove("ERROR_DETAIL");
+    x.bundle->remove("RESULT");
+    return true;
+  }
+  logDebugPrintf(x.t, "\t\t\tCould not negotiate SSL: [%s]:[%d];", peer.c_str(), port);
+  x.fail("UNABLE TO CONNECT - COULD NOT NEGOTIATE SSL");
+  x.releaseSocket();
+  x.releaseContext();
+  return false;
+}
+
+}  // namespace
+
+bool DoTransaction(void* handle) {
+  Exchange x(static_cast<txn*>(handle));
+  x.log("\t\tEntering doTransaction...");
+  x.log("\t\tAdditional Logging enabled.");
+  if (!initialiseClient(x.t)) return false;
+
+  Credentials credentials = {x.field("_CERTIFICATEPATH"), x.field("_CERTIFICATEPASSWORD"),
+                             x.field("_CAFILE"), x.field("CLIENTID")};
+  int serverCount = atoi(x.field("SERVERCOUNT").c_str());
+  int port = atoi(x.field("SERVERPORT").c_str());
+  // A missing type is no status check, so that the parameter check can
+  // report it.
+  bool statusCheck = strcasecmp(x.field("TRANSACTIONTYPE").c_str(), "STATUS") == 0;
+  int64_t initTime = x.lap();
+
+  x.log("\t\tOpening Socket...");
+  bool connected = false;
+  bool fatal = false;
+  for (int i = 0; i < serverCount && !connected && !fatal; i++) {
+    connected = tryServer(x, i, port, credentials, &fatal);
+  }
+  if (fatal) return false;
+  if (!connected) {
+    x.log("\t\tUnable to connect after trying all servers.");
+    x.bundle->put("RESULT", "-1");
+    x.cleanUp();
+    return false;
+  }
+  int64_t socketTime = x.lap();
+
+  if (!validCertificate(x.t, x.ctx)) {
+    x.log("\t\tFailed Cert Check.");
+    x.cleanUp();
+    return false;
+  }
+  int64_t certTime = x.lap();
+
+  x.log("\t\tPreparing Message...");
+  if (!essentialParametersExist(x.t)) {
+    x.log("\t\tFailed Essential Param Check.");
+    x.cleanUp();
+    return false;
+  }
+  if (!x.send()) {
+    x.log("\t\t Unable to write to Server");
+    return x.abandon("UNABLE TO WRITE TO SERVER");
+  }
+
+  x.log("\t\tMessage Sent...");
+  x.log("\t\tReading Response...");
+  if (!x.receive()) {
+    x.log("\t\tUNABLE TO READ SERVER RESPONSE");
+    return x.abandon("UNABLE TO READ SERVER RESPONSE");
+  }
+  x.log("\t\tRead result.");
+  int64_t wireTime = x.lap();
+
+  if (hasField(x.t, "ERROR")) {
+    x.cleanUp();
+    return true;
+  }
+  if (!hasField(x.t, "TXNREFERENCE")) {
+    x.log("\t\t INVALID SERVER RESPONSE");
+    return x.abandon("INVALID SERVER RESPONSE");
+  }
+  x.log("\t\t Transaction Initialised.");
+  logDebugPrintf(x.t, "\t\t\t Using TxnReference: [%s]", x.field("TXNREFERENCE").c_str());
+
+  if (!statusCheck) {
+    x.log("\t\tReplying to Server Response...");
+    if (!x.send()) return x.abandon("UNABLE TO REPLY TO SERVER");
+    x.log("\t\tReading Final Response...");
+    if (!x.receive()) {
+      x.log("\t\tUnable To Read Final Response");
+      return x.abandon("COULD NOT READ CONFIRMATION FROM SERVER");
+    }
+    x.log("\t\tResult successfully read.");
+  } else {
+    x.log("\t\t\tA status check was performed.");
+  }
+  int64_t moreWireTime = x.lap();
+  x.cleanUp();
+  int64_t cleanupTime = x.lap();
+
+  char text[256];
+  snprintf(text, sizeof text,
+           "init( %lu ) socket( %lu ) cert( %lu ) wire( %lu ) more wire(%lu) cleanup( %lu )",
+           static_cast<unsigned long>(initTime), static_cast<unsigned long>(socketTime),
+           static_cast<unsigned long>(certTime), static_cast<unsigned long>(wireTime),
+           static_cast<unsigned long>(moreWireTime), static_cast<unsigned long>(cleanupTime));
+  x.bundle->put("TIMINGS", text);
+  snprintf(text, sizeof text, "%d keys - %d objects", m_ssl_contexts ? m_ssl_contexts->size() : 0,
+           get_ssl_object_count());
+  x.bundle->put("NUM_SSL_OBJECTS", text);
+  return true;
+}

@@ -1,0 +1,80 @@
+#include <cstdio>
+#include <strings.h>
+
+#include "BHashTable.h"
+#include "BPlatform.h"
+#include "bundleFields.h"
+#include "debugLog.h"
+#include "transaction.h"
+#include "txn.h"
+#include "zelvanclient.h"
+
+namespace {
+
+// How many times a failed purchase or refund asks for its status.
+const int kStatusChecks = 3;
+
+// Summary lines of an absent field show this in place of its value.
+const char kAbsent[] = "(null)";
+
+const char* fieldOrPlaceholder(txn* t, const char* name) {
+  const char* value = t->bundle->get(name);
+  return value ? value : kAbsent;
+}
+
+bool isPurchaseOrRefund(txn* t) {
+  const char* type = t->bundle->get("TRANSACTIONTYPE");
+  return type != nullptr && (strcasecmp(type, "PURCHASE") == 0 || strcasecmp(type, "REFUND") == 0);
+}
+
+void logSummary(txn* t, bool succeeded) {
+  logDebugMessage(t, succeeded ? "Transaction Succeeded" : "Transaction Failed\r\n");
+  logDebugPrintf(t, "\tTransaction Reference\t : [%s]", fieldOrPlaceholder(t, "TXNREFERENCE"));
+  logDebugPrintf(t, "\tResult\t\t\t\t\t : [%s]", fieldOrPlaceholder(t, "RESULT"));
+  logDebugPrintf(t, "\tAuth Code\t\t\t\t : [%s]", fieldOrPlaceholder(t, "AUTHCODE"));
+  logDebugPrintf(t, "\tResponse Text\t\t\t : [%s]", fieldOrPlaceholder(t, "RESPONSETEXT"));
+  logDebugPrintf(t, "\tResponse Code\t\t\t : [%s]", fieldOrPlaceholder(t, "RESPONSECODE"));
+  logDebugPrintf(t, "\tError Message\t\t\t : [%s]", fieldOrPlaceholder(t, "ERROR"));
+}
+
+bool run(txn* t) {
+  int64_t start = GetTickCount();
+  logDebugMessage(t, "Executing Transaction");
+  logDebugMessage(t, "\t1st Attempt...");
+  bool result = DoTransaction(t);
+
+  // A payment that failed after the gateway opened a reference may still
+  // have gone through: ask for its status rather than report a failure.
+  if (!result && isPurchaseOrRefund(t)) {
+    for (int pass = 0; pass < kStatusChecks && !result; pass++) {
+      if (!hasField(t, "TXNREFERENCE")) continue;
+      t->bundle->put("TRANSACTIONTYPE", "STATUS");
+      logDebugMessage(t, "\tChecking Transaction Status...");
+      result = DoTransaction(t);
+    }
+  }
+  logDebugMessage(t, "Transaction Execution Finished...");
+  if (t->debugOn) logSummary(t, result);
+
+  int64_t total = GetTickCount() - start;
+  char text[32];
+  snprintf(text, sizeof text, "%lu", static_cast<unsigned long>(total));
+  t->bundle->put("TOTAL_TIME", text);
+  if (t->debugOn) {
+    logDebugPrintf(t, "\tTotal Execution Time\t : [%lu] seconds ", static_cast<unsigned long>(total / 1000));
+    logDebugPrintf(t, "\tWire Time\t\t\t\t : %s", fieldOrPlaceholder(t, "WIRE_TIME"));
+  }
+  return result;
+}
+
+}  // namespace
+
+int execute(txn* t) {
+  if (t == nullptr || t->bundle == nullptr) return 0;
+  try {
+    return run(t) ? 1 : 0;
+  } catch (...) {
+    t->bundle->put("ERROR", "Unknown exception during transaction execution.");
+    return 0;
+  }
+}

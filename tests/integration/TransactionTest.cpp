@@ -1,0 +1,243 @@
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <memory>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "ClientSession.h"
+#include "GatewaySim.h"
+#include "TestCertificates.h"
+
+namespace {
+
+const std::regex kTimings(
+    R"(init\( \d+ \) socket\( \d+ \) cert\( \d+ \) wire\( \d+ \) more wire\(\d+\) cleanup\( \d+ \))");
+
+class Transaction : public testing::Test {
+ protected:
+  TestCertificates certs_;
+};
+
+bool anyLineStartsWith(const std::string& message, char c) {
+  size_t start = 0;
+  while (start < message.size()) {
+    if (message[start] == c) return true;
+    size_t end = message.find("\r\n", start);
+    if (end == std::string::npos) break;
+    start = end + 2;
+  }
+  return false;
+}
+
+}  // namespace
+
+TEST_F(Transaction, PurchaseSendsTwoMessagesOnOneConnectionAndMasksCardData) {
+  GatewaySim sim(certs_);
+  ClientSession session(certs_, sim.port());
+  session.logToFile();
+  session.fillPurchase();
+  ASSERT_EQ(session.execute(), 1) << session.field("ERROR") << " " << session.field("ERROR_DETAIL");
+
+  EXPECT_EQ(session.field("RESULT"), "0");
+  EXPECT_FALSE(session.field("TXNREFERENCE").empty());
+  EXPECT_FALSE(session.field("AUTHCODE").empty());
+  EXPECT_FALSE(session.has("ERROR"));
+  EXPECT_EQ(session.field("CARDDATA"), "411111XXXXXX1111");
+  EXPECT_EQ(session.field("CVC2"), "***");
+  EXPECT_EQ(session.field("CARDEXPIRYDATE"), "****");
+  EXPECT_TRUE(std::regex_match(session.field("TIMINGS"), kTimings)) << session.field("TIMINGS");
+  EXPECT_EQ(session.field("NUM_SSL_OBJECTS"), "1 keys - 1 objects");
+  std::string total = session.field("TOTAL_TIME");
+  ASSERT_FALSE(total.empty());
+  EXPECT_EQ(std::stol(total) % 1000, 0);
+
+  EXPECT_EQ(sim.stat("connections"), 1);
+  std::vector<std::string> messages = sim.recordedMessages();
+  ASSERT_EQ(messages.size(), 2u);
+  for (const std::string& m : messages) {
+    EXPECT_FALSE(anyLineStartsWith(m, '_')) << m;
+    EXPECT_NE(m.find("SERVERCOUNT=1\r\n"), std::string::npos);
+    EXPECT_NE(m.find("DEBUG=ON\r\n"), std::string::npos);
+  }
+  EXPECT_NE(messages[1].find("TXNREFERENCE=" + session.field("TXNREFERENCE")), std::string::npos);
+
+  std::string log = session.logText();
+  EXPECT_NE(log.find("Transaction Succeeded"), std::string::npos);
+  EXPECT_EQ(log.find("4111111111111111"), std::string::npos);
+  EXPECT_EQ(log.find(certs_.password()), std::string::npos);
+}
+
+TEST_F(Transaction, RefundSucceeds) {
+  GatewaySim sim(certs_);
+  ClientSession session(certs_, sim.port());
+  session.fillPurchase("REFUND");
+  EXPECT_EQ(session.execute(), 1) << session.field("ERROR");
+  EXPECT_EQ(session.field("RESULT"), "0");
+  EXPECT_EQ(sim.stat("messages"), 2);
+}
+
+TEST_F(Transaction, FailsOverToTheNextServer) {
+  GatewaySim sim(certs_);
+  // 127.0.0.2 is loopback too, but the simulator listens on 127.0.0.1 only.
+  ClientSession session(certs_, sim.port(), "127.0.0.2, 127.0.0.1");
+  session.logToFile();
+  session.fillPurchase();
+  ASSERT_EQ(session.execute(), 1) << session.field("ERROR");
+  EXPECT_EQ(session.field("SERVER"), "127.0.0.1");
+  EXPECT_FALSE(session.has("ERROR"));
+  EXPECT_FALSE(session.has("ERROR_DETAIL"));
+  std::string log = session.logText();
+  EXPECT_NE(log.find("Trying Server [127.0.0.2]"), std::string::npos);
+  EXPECT_NE(log.find("Trying Server [127.0.0.1]"), std::string::npos);
+}
+
+TEST_F(Transaction, NoServerAcceptingGivesTheSocketError) {
+  GatewaySim sim(certs_);
+  ClientSession session(certs_, sim.port(), "127.0.0.2;127.0.0.3");
+  session.fillPurchase();
+  EXPECT_EQ(session.execute(), 0);
+  EXPECT_EQ(session.field("ERROR"), "UNABLE TO CONNECT - COULD NOT OPEN SOCKET");
+  EXPECT_EQ(session.field("RESULT"), "-1");
+  EXPECT_EQ(session.field("ERROR_DETAIL").rfind("ZV_", 0), 0u);
+  EXPECT_EQ(session.field("CARDDATA"), "411111XXXXXX1111");
+}
+
+TEST_F(Transaction, UnusableCertificateStopsBeforeTheHandshake) {
+  GatewaySim sim(certs_);
+  ClientSession session(certs_, sim.port());
+  put_CertificatePath(session.handle(), certs_.clientExpired().c_str());
+  session.fillPurchase();
+  EXPECT_EQ(session.execute(), 0);
+  EXPECT_EQ(session.field("ERROR"), "UNABLE TO INITIALISE SSL.");
+  EXPECT_EQ(session.field("ERROR_DETAIL"),
+            "ZV_SSL_CTX_NOT_AFTER_DATE_FAIL: This certificate has expired - check valid to date.");
+  EXPECT_EQ(session.field("RESULT"), "-1");
+  // No clean-up runs on this path: the card data stay as they were.
+  EXPECT_EQ(session.field("CARDDATA"), "4111111111111111");
+  EXPECT_EQ(sim.stat("handshakes_full"), 0);
+  removeSessionSegment(certs_.clientExpired());
+}
+
+TEST_F(Transaction, RefusedHandshakeCannotNegotiate) {
+  GatewaySim sim(certs_);
+  ClientSession session(certs_, sim.port());
+  put_CertificatePath(session.handle(), certs_.otherClientPem().c_str());
+  session.fillPurchase();
+  EXPECT_EQ(session.execute(), 0);
+  EXPECT_EQ(session.field("ERROR"), "UNABLE TO CONNECT - COULD NOT NEGOTIATE SSL");
+  EXPECT_EQ(session.field("RESULT"), "-1");
+  EXPECT_EQ(session.field("CVC2"), "***");
+  removeSessionSegment(certs_.otherClientPem());
+}
+
+TEST_F(Transaction, MissingEssentialFieldsAreReported) {
+  GatewaySim sim(certs_);
+  ClientSession noType(certs_, sim.port());
+  noType.put("CARDDATA", "4111111111111111");
+  EXPECT_EQ(noType.execute(), 0);
+  EXPECT_EQ(noType.field("ERROR"), "TRANSACTIONTYPE NOT FOUND");
+  EXPECT_EQ(noType.field("ERROR_DETAIL"), "Please ensure that the Transaction Type is passed into the bundle.");
+  EXPECT_EQ(noType.field("CARDDATA"), "411111XXXXXX1111");
+
+  // Without a client id the client's check comes first, whatever else is
+  // missing.
+  ClientSession noClient(certs_, sim.port());
+  flushBundle(noClient.handle());
+  setServers(noClient.handle(), "127.0.0.1");
+  setPort(noClient.handle(), std::to_string(sim.port()).c_str());
+  put_CertificatePath(noClient.handle(), certs_.clientPem().c_str());
+  put_CertificatePassword(noClient.handle(), certs_.password().c_str());
+  EXPECT_EQ(noClient.execute(), 0);
+  EXPECT_EQ(noClient.field("ERROR"), "CLIENTID NOT FOUND");
+  EXPECT_EQ(sim.stat("messages"), 0);
+}
+
+// Each fault of the gateway ends the exchange with its own outcome, after
+// one exchange: a purchase that failed before the gateway gave a reference
+// runs no status check, and neither does an AUTH.
+TEST_F(Transaction, GatewayFaultsEndWithTheirErrors) {
+  struct {
+    const char* fault;
+    const char* type;
+    int result;
+    const char* error;
+  } cases[] = {
+      {"first-error", "PURCHASE", 1, "SIMULATED GATEWAY ERROR"},
+      {"first-no-reference", "PURCHASE", 0, "INVALID SERVER RESPONSE"},
+      {"garbage", "PURCHASE", 0, "UNABLE TO READ SERVER RESPONSE"},
+      {"no-tls", "PURCHASE", 0, "UNABLE TO CONNECT - COULD NOT NEGOTIATE SSL"},
+      {"close-before-final", "AUTH", 0, "COULD NOT READ CONFIRMATION FROM SERVER"},
+  };
+  for (auto& c : cases) {
+    GatewaySim sim(certs_, {"--fault", c.fault});
+    ClientSession session(certs_, sim.port());
+    session.logToFile();
+    session.fillPurchase(c.type);
+    EXPECT_EQ(session.execute(), c.result) << c.fault;
+    EXPECT_EQ(session.field("ERROR"), c.error) << c.fault;
+    EXPECT_FALSE(session.has("TIMINGS")) << c.fault;
+    EXPECT_EQ(sim.stat("connections"), 1) << c.fault;
+    EXPECT_EQ(session.logText().find("Checking Transaction Status..."), std::string::npos) << c.fault;
+    if (c.result == 0) {
+      EXPECT_EQ(session.field("RESULT"), "-1") << c.fault;
+      EXPECT_NE(session.logText().find("Transaction Failed\r\n\r\n"), std::string::npos) << c.fault;
+    }
+    EXPECT_EQ(session.field("CARDDATA"), "411111XXXXXX1111") << c.fault;
+  }
+}
+
+TEST_F(Transaction, RepliesInSmallPiecesAreAssembled) {
+  GatewaySim sim(certs_, {"--fault", "slow", "--chunk-bytes", "5", "--chunk-delay-ms", "5"});
+  ClientSession session(certs_, sim.port());
+  session.fillPurchase();
+  EXPECT_EQ(session.execute(), 1) << session.field("ERROR");
+  EXPECT_EQ(session.field("RESULT"), "0");
+}
+
+TEST_F(Transaction, LostFinalResponseIsRescuedByAStatusCheck) {
+  GatewaySim sim(certs_, {"--fault", "close-before-final", "--fault-connections", "1"});
+  ClientSession session(certs_, sim.port());
+  session.fillPurchase();
+  EXPECT_EQ(session.execute(), 1) << session.field("ERROR");
+  EXPECT_EQ(session.field("TRANSACTIONTYPE"), "STATUS");
+  EXPECT_EQ(session.field("RESULT"), "0");
+  EXPECT_EQ(sim.stat("connections"), 2);
+  EXPECT_EQ(sim.stat("messages_STATUS"), 1);
+}
+
+TEST_F(Transaction, EveryStatusCheckFailingGivesFourExchanges) {
+  GatewaySim sim(certs_, {"--fault", "close-before-final", "--status-fault", "close-before-final"});
+  ClientSession session(certs_, sim.port());
+  session.fillPurchase("REFUND");
+  EXPECT_EQ(session.execute(), 0);
+  EXPECT_EQ(sim.stat("connections"), 4);
+  EXPECT_EQ(sim.stat("messages_STATUS"), 3);
+  EXPECT_EQ(session.field("RESULT"), "-1");
+}
+
+TEST_F(Transaction, AnotherProcessResumesTheStoredSession) {
+  GatewaySim sim(certs_);
+  auto runCli = [&]() {
+    pid_t pid = fork();
+    if (pid == 0) {
+      setenv("ZELVAN_CERT_PASSWORD", certs_.password().c_str(), 1);
+      std::string port = std::to_string(sim.port());
+      execl(ZV_TXN_PROGRAM, ZV_TXN_PROGRAM, "-s", "127.0.0.1", "-p", port.c_str(), "-c",
+            certs_.clientPem().c_str(), "-a", certs_.caCert().c_str(), "CLIENTID=10000001",
+            "TRANSACTIONTYPE=PURCHASE", "CARDDATA=4111111111111111", static_cast<char*>(nullptr));
+      _exit(127);
+    }
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  };
+  // Every process after the first resumes: one that ends (and frees its
+  // contexts) leaves the stored session for the next.
+  for (int i = 0; i < 3; i++) EXPECT_EQ(runCli(), 0);
+  EXPECT_TRUE(sim.waitForStat("handshakes_resumed", 2));
+  EXPECT_EQ(sim.stat("handshakes_full"), 1);
+  removeSessionSegment(certs_.clientPem());
+}
