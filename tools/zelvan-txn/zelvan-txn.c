@@ -30,15 +30,27 @@ static void usage(FILE *out) {
           "Every NAME=VALUE is put into the bundle as it stands (TRANSACTIONTYPE=PURCHASE, ...).\n");
 }
 
-/* Prints the bundle's fields, leaving out the local "_" ones (the
-** certificate path and password among them). */
+static int compareLines(const void *a, const void *b) {
+  return strcmp(*(char *const *)a, *(char *const *)b);
+}
+
+/* Prints the bundle's fields in name order, leaving out the local "_" ones
+** (the certificate path and password among them). */
 static void printReply(txn *t) {
   char *all = get(t, "THEWORKS");
+  char **lines;
   char *line;
   char *rest;
+  size_t count = 0, i;
   if (all == NULL) return;
-  for (line = strtok_r(all, "\r\n", &rest); line != NULL; line = strtok_r(NULL, "\r\n", &rest)) {
-    if (line[0] != '_') printf("%s\n", line);
+  lines = malloc(sizeof(char *) * (strlen(all) / 2 + 1));
+  if (lines != NULL) {
+    for (line = strtok_r(all, "\r\n", &rest); line != NULL; line = strtok_r(NULL, "\r\n", &rest)) {
+      if (line[0] != '_') lines[count++] = line;
+    }
+    qsort(lines, count, sizeof(char *), compareLines);
+    for (i = 0; i < count; i++) printf("%s\n", lines[i]);
+    free(lines);
   }
   free(all);
 }
