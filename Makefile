@@ -1,5 +1,6 @@
 # Wraps CMake + Ninja. `make` builds, `make test` runs every test,
 # `make sanitize` runs every test under AddressSanitizer and UBSan,
+# `make install PREFIX=DIR` installs the library, headers and programs,
 # `make fuzz` runs the libFuzzer targets (clang), FUZZ_SECONDS each,
 # `make memcheck` runs MEMCHECK_COUNT transactions under valgrind.
 BUILD      ?= build
@@ -9,8 +10,9 @@ FUZZ_SECONDS ?= 60
 MEMCHECK_COUNT ?= 200
 JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
+PREFIX     ?= /usr/local
 
-.PHONY: all deps configure test sanitize fuzz memcheck demo clean
+.PHONY: all deps configure test sanitize install fuzz memcheck demo clean
 
 all: configure
 	cmake --build $(BUILD) -j $(JOBS)
@@ -32,6 +34,9 @@ sanitize: deps
 	  UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 \
 	  LSAN_OPTIONS=suppressions=$(CURDIR)/tests/lsan.supp \
 	  ctest --output-on-failure -j $(JOBS)
+
+install: all
+	cmake --install $(BUILD) --prefix $(PREFIX)
 
 fuzz:
 	@sh scripts/ensure-deps.sh clang libclang-rt-14-dev
