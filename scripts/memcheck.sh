@@ -30,7 +30,7 @@ trap finish EXIT
 start_sim() {
   local name=$1; shift
   "$BUILD/zelvan-gateway-sim" --cert "$work/certs/server.pem" --key "$work/certs/server-key.pem" \
-    --ca "$work/certs/ca.pem" --port 0 "$@" >"$work/sim-$name.out" 2>"$work/sim-$name.err" &
+    --ca "$work/certs/ca.pem" --port 0 --stats "$work/stats-$name" "$@" >"$work/sim-$name.out" 2>"$work/sim-$name.err" &
   sims+=($!)
   for _ in $(seq 200); do
     port=$(sed -n 's/^LISTENING //p' "$work/sim-$name.out")
@@ -63,7 +63,10 @@ summary=$(grep '^transactions=' "$work/loop.out")
 definite=$(sed -n 's/.*definitely lost: \([0-9,]*\) bytes.*/\1/p' "$work/valgrind.log" | tr -d ,)
 indirect=$(sed -n 's/.*indirectly lost: \([0-9,]*\) bytes.*/\1/p' "$work/valgrind.log" | tr -d ,)
 errors=$(sed -n 's/.*ERROR SUMMARY: \([0-9,]*\) errors.*/\1/p' "$work/valgrind.log" | tr -d ,)
+# Handshakes as the simulators counted them, over all of them.
+handshakes() { awk -F= -v key="handshakes_$1" '$1 == key { n += $2 } END { print n + 0 }' "$work"/stats-*; }
 echo "memcheck: $summary"
+echo "memcheck: handshakes: $(handshakes full) full, $(handshakes resumed) resumed"
 echo "memcheck: definitely lost ${definite:-0} bytes, indirectly lost ${indirect:-0} bytes, ${errors:-?} errors"
 if [ $status -ne 0 ]; then
   echo "memcheck: FAILED (exit $status)"
