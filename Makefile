@@ -1,11 +1,14 @@
 # Wraps CMake + Ninja. `make` builds, `make test` runs every test,
-# `make sanitize` runs every test under AddressSanitizer and UBSan.
+# `make sanitize` runs every test under AddressSanitizer and UBSan,
+# `make bench` builds in release mode and runs the benchmarks (bench/README.md).
 BUILD      ?= build
 SAN_BUILD  ?= build-sanitize
+BENCH_BUILD ?= build-bench
+BENCH_RESULTS ?= $(BUILD)/bench
 JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
 
-.PHONY: all deps configure test sanitize demo clean
+.PHONY: all deps configure test sanitize bench demo clean
 
 all: configure
 	cmake --build $(BUILD) -j $(JOBS)
@@ -28,8 +31,14 @@ sanitize: deps
 	  LSAN_OPTIONS=suppressions=$(CURDIR)/tests/lsan.supp \
 	  ctest --output-on-failure -j $(JOBS)
 
+bench:
+	@sh scripts/ensure-deps.sh libbenchmark-dev valgrind
+	@test -f $(BENCH_BUILD)/build.ninja || cmake -S . -B $(BENCH_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Release -DZV_TESTS=OFF -DZV_BENCH=ON $(CMAKE_ARGS)
+	cmake --build $(BENCH_BUILD) -j $(JOBS)
+	python3 bench/run_bench.py --build $(BENCH_BUILD) --results $(BENCH_RESULTS)
+
 demo: all
 	@BUILD=$(BUILD) bash scripts/demo.sh
 
 clean:
-	rm -rf $(BUILD) $(SAN_BUILD)
+	rm -rf $(BUILD) $(SAN_BUILD) $(BENCH_BUILD)
