@@ -10,7 +10,9 @@
 // Reports p to the tracker under label and returns it.
 template <class T>
 T* trackNew(T* p, const char* label) {
-  BMemoryTable::createEvent(p, label);
+  // A paused tracker whose table exists ignores the report: skipping the
+  // call here spares every allocation of a transaction a function call.
+  if (kMemoryTable == nullptr || !kTracePause) BMemoryTable::createEvent(p, label);
   return p;
 }
 
@@ -19,7 +21,8 @@ T* trackNew(T* p, const char* label) {
 template <class T>
 void trackDelete(T* p) {
   if (p == nullptr) return;
-  BMemoryTable::destroyEvent(p);
+  // A paused or absent tracker ignores the report (see trackNew).
+  if (kMemoryTable != nullptr && !kTracePause) BMemoryTable::destroyEvent(p);
   delete p;
 }
 
@@ -27,7 +30,7 @@ void trackDelete(T* p) {
 template <class T>
 void trackDeleteArray(T* p) {
   if (p == nullptr) return;
-  BMemoryTable::destroyEvent(p);
+  if (kMemoryTable != nullptr && !kTracePause) BMemoryTable::destroyEvent(p);
   delete[] p;
 }
 
