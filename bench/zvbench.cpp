@@ -22,8 +22,9 @@ namespace {
 const int kSessionStoreProjectId = 82;
 
 const char kUsage[] =
-    "usage: zvbench library   --port P --cert FILE [--password W] [--ca FILE] [--count N] [--warmup N]\n"
-    "       zvbench reference --port P --cert PEM [--password W] [--ca FILE] [--count N] [--warmup N] [--resume] [--exchanges N]\n"
+    "usage: zvbench library   --port P --cert FILE [--password W] [--ca FILE] [--count N | --seconds S] [--warmup N]\n"
+    "       zvbench reference --port P --cert PEM [--password W] [--ca FILE] [--count N | --seconds S] [--warmup N]\n"
+    "                 [--resume] [--exchanges N]\n"
     "       zvbench profile   --port P --cert FILE [--password W] [--ca FILE] [--warmup N]\n"
     "       zvbench stime     -- openssl s_time ARGS...\n"
     "       zvbench drop-store --cert FILE\n";
@@ -31,6 +32,7 @@ const char kUsage[] =
 struct Options {
   GatewayTarget target;
   long count = 100;
+  double seconds = 0;  // when above 0, repeat for this long instead of count times
   long warmup = 2;
   int exchanges = 1;
   bool resume = false;
@@ -55,6 +57,7 @@ bool parse(int argc, char** argv, Options* options) {
     else if (arg == "--password") options->target.password = value;
     else if (arg == "--ca") options->target.caFile = value;
     else if (arg == "--count") options->count = std::atol(value);
+    else if (arg == "--seconds") options->seconds = std::atof(value);
     else if (arg == "--warmup") options->warmup = std::atol(value);
     else if (arg == "--exchanges") options->exchanges = std::atoi(value);
     else return false;
@@ -62,12 +65,20 @@ bool parse(int argc, char** argv, Options* options) {
   return true;
 }
 
+// Whether repetition i is to run: count of them, or as many as fit in
+// the time given.
+bool another(const Options& o, long i, Samples::Clock::time_point begin) {
+  if (o.seconds > 0) return Samples::micros(begin, Samples::Clock::now()) < o.seconds * 1e6;
+  return i < o.count;
+}
+
 // Purchases through the library, each timed from the new handle to its
 // clean-up. The warm-up ones load the certificate and seed the session.
 int runLibrary(const Options& o) {
   Samples samples;
   for (long i = 0; i < o.warmup; ++i) runPurchase(o.target, -1 - i);
-  for (long i = 0; i < o.count; ++i) {
+  Samples::Clock::time_point begin = Samples::Clock::now();
+  for (long i = 0; another(o, i, begin); ++i) {
     Samples::Clock::time_point start = Samples::Clock::now();
     if (runPurchase(o.target, i)) samples.add(start);
     else samples.fail();
@@ -85,7 +96,8 @@ int runReference(const Options& o) {
   Samples samples;
   bool resumed = false;
   for (long i = 0; i < o.warmup; ++i) client.exchange(purchaseMessage(-1 - i), o.exchanges, &resumed);
-  for (long i = 0; i < o.count; ++i) {
+  Samples::Clock::time_point begin = Samples::Clock::now();
+  for (long i = 0; another(o, i, begin); ++i) {
     std::string request = purchaseMessage(i);
     Samples::Clock::time_point start = Samples::Clock::now();
     if (!client.exchange(request, o.exchanges, &resumed)) {
