@@ -291,59 +291,61 @@ def verdict(met):
     return "**met**" if met else "**missed**"
 
 
+def cells(row, measurement, ours="", reference="", ratio="", target=""):
+    """One line of the table."""
+    return f"| {row} | {measurement} | {ours} | {reference} | {ratio} | {target} |"
+
+
+def ratio_text(r):
+    return f"{r['ratio_mean']:.2f} (p50 {r['ratio_p50']:.2f})"
+
+
 def serial_lines(number, title, row, reference_name):
-    lib, ref = row["library"], row["s_time"]
-    target = row["target_ratio"]
-    hs = row["library_handshakes"]
+    lib, ref, hs, target = row["library"], row["s_time"], row["library_handshakes"], row["target_ratio"]
     lines = [
-        f"| {number} | {title}: library purchase vs `{reference_name}` connection, µs mean / p50 / p99 "
-        f"({lib['count']} vs {ref['count']}) | {fmt_times(lib)} | {fmt_times(ref)} | "
-        f"{lib['ratio_mean']:.2f} (p50 {lib['ratio_p50']:.2f}) | ≤ {target:.2f}: "
-        f"mean {verdict(lib['ratio_mean'] <= target)}, p50 {verdict(lib['ratio_p50'] <= target)} |",
-        f"| {number} | … simulator-counted resumed handshakes of the library | "
-        f"{hs['resumed']} of {hs['full'] + hs['resumed']} ({100 * hs['share_resumed']:.1f}%) | | | |",
+        cells(number, f"{title}: library purchase vs `{reference_name}` connection, µs mean / p50 / p99 "
+                      f"({lib['count']} vs {ref['count']})", fmt_times(lib), fmt_times(ref), ratio_text(lib),
+              f"≤ {target:.2f}: mean {verdict(lib['ratio_mean'] <= target)}, "
+              f"p50 {verdict(lib['ratio_p50'] <= target)}"),
+        cells(number, "… simulator-counted resumed handshakes of the library",
+              f"{hs['resumed']} of {hs['full'] + hs['resumed']} ({100 * hs['share_resumed']:.1f}%)"),
     ]
     for name, label in (("openssl_1_exchange", "handshake + 1 exchange"),
                         ("openssl_2_exchanges", "handshake + 2 exchanges, a purchase's protocol")):
-        r = row[name]
-        lines.append(f"| {number} | … OpenSSL-only client, {label} | | {fmt_times(r)} | "
-                     f"{r['ratio_mean']:.2f} (p50 {r['ratio_p50']:.2f}) | |")
+        lines.append(cells(number, f"… OpenSSL-only client, {label}", "", fmt_times(row[name]),
+                           ratio_text(row[name])))
     return lines
 
 
 def table(results):
     rows = results["rows"]
-    lines = ["| Row | Measurement | libzelvanclient | Reference | Ratio | Target |", "|---|---|---|---|---|---|"]
+    lines = [cells("Row", "Measurement", "libzelvanclient", "Reference", "Ratio", "Target"), cells(*["---"] * 6)]
     lines += serial_lines(1, "Serial, full handshake", rows["full"], "s_time -new")
     lines += serial_lines(2, "Serial, resumed", rows["resumed"], "s_time -reuse")
     p = rows["processes"]
-    hs = p["handshakes"]
+    hs, share = p["handshakes"], p["share_resumed_after_first"]
     failures = f" ({p['failed']} failed)" if p["failed"] else ""
-    lines.append(
-        f"| 3 | Many short processes: {p['processes']} zelvan-txn, {p['concurrency']} at a time, "
-        f"one purchase each{failures} | {p['per_second']:.1f} transactions/s | | | |")
-    lines.append(
-        f"| 3 | … handshakes resumed through the shared store, after the first | "
-        f"{hs['resumed']} of {hs['full'] - 1 + hs['resumed']} ({100 * p['share_resumed_after_first']:.1f}%) | | | "
-        f"≥ {100 * p['target_share']:.0f}%: {verdict(p['share_resumed_after_first'] >= p['target_share'])} |")
-    c = rows["callgrind"]
+    lines.append(cells(3, f"Many short processes: {p['processes']} zelvan-txn, {p['concurrency']} at a time, "
+                          f"one purchase each{failures}", f"{p['per_second']:.1f} transactions/s"))
+    lines.append(cells(3, "… handshakes resumed through the shared store, after the first",
+                       f"{hs['resumed']} of {hs['full'] - 1 + hs['resumed']} ({100 * share:.1f}%)", "", "",
+                       f"≥ {100 * p['target_share']:.0f}%: {verdict(share >= p['target_share'])}"))
+    c, b = rows["callgrind"], rows["bundle"]
     if "skipped" in c:
-        lines.append(f"| 4 | Library CPU share: skipped, {c['skipped']} | | | | |")
+        lines.append(cells(4, f"Library CPU share: skipped, {c['skipped']}"))
     else:
         others = ", ".join(f"{name} {100 * o['share']:.1f}%" for name, o in c["objects"].items()
                            if name != "libzelvanclient")
         note = "" if c["profiled_resumed"] else " (the profiled handshake was not resumed)"
-        lines.append(
-            f"| 4 | Library CPU share: instructions of one resumed purchase{note}, {c['instructions']:,} in all | "
-            f"{100 * c['library_share']:.1f}% | {others} | | "
-            f"< {100 * c['target_share']:.0f}%: {verdict(c['library_share'] < c['target_share'])} |")
-    b = rows["bundle"]
+        lines.append(cells(4, f"Library CPU share: instructions of one resumed purchase{note}, "
+                              f"{c['instructions']:,} in all", f"{100 * c['library_share']:.1f}%", others, "",
+                           f"< {100 * c['target_share']:.0f}%: {verdict(c['library_share'] < c['target_share'])}"))
     if "skipped" in b:
-        lines.append(f"| 5 | Bundle operations: skipped, {b['skipped']} | | | | |")
+        lines.append(cells(5, f"Bundle operations: skipped, {b['skipped']}"))
     else:
         for pair in b["pairs"]:
-            lines.append(f"| 5 | {pair['what']}, ns per operation | {pair['bundle_ns']:.0f} | "
-                         f"{pair['standard']}: {pair['standard_ns']:.0f} | {pair['ratio']:.2f} | |")
+            lines.append(cells(5, f"{pair['what']}, ns per operation", f"{pair['bundle_ns']:.0f}",
+                               f"{pair['standard']}: {pair['standard_ns']:.0f}", f"{pair['ratio']:.2f}"))
     return "\n".join(lines)
 
 
