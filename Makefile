@@ -1,5 +1,6 @@
 # Wraps CMake + Ninja. `make` builds, `make test` runs every test,
 # `make sanitize` runs every test under AddressSanitizer and UBSan,
+# `make install PREFIX=DIR` installs the library, headers and programs,
 # `make bench` builds in release mode and runs the benchmarks (bench/README.md).
 BUILD      ?= build
 SAN_BUILD  ?= build-sanitize
@@ -7,8 +8,9 @@ BENCH_BUILD ?= build-bench
 BENCH_RESULTS ?= $(BUILD)/bench
 JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
+PREFIX     ?= /usr/local
 
-.PHONY: all deps configure test sanitize bench demo clean
+.PHONY: all deps configure test sanitize bench install demo clean
 
 all: configure
 	cmake --build $(BUILD) -j $(JOBS)
@@ -36,6 +38,9 @@ bench:
 	@test -f $(BENCH_BUILD)/build.ninja || cmake -S . -B $(BENCH_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Release -DZV_TESTS=OFF -DZV_BENCH=ON $(CMAKE_ARGS)
 	cmake --build $(BENCH_BUILD) -j $(JOBS)
 	python3 bench/run_bench.py --build $(BENCH_BUILD) --results $(BENCH_RESULTS)
+
+install: all
+	cmake --install $(BUILD) --prefix $(PREFIX)
 
 demo: all
 	@BUILD=$(BUILD) bash scripts/demo.sh

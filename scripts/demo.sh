@@ -18,7 +18,16 @@ LOG=$(cd "$DEMO" && pwd)/zelvan-debug.log
   --ca "$DEMO/certs/ca.pem" --port 0 --stats "$DEMO/sim-stats.txt" >"$DEMO/sim-output.txt" 2>&1 &
 SIM_PID=$!
 stop_sim() { kill -TERM "$SIM_PID" 2>/dev/null || true; wait "$SIM_PID" 2>/dev/null || true; }
-trap stop_sim EXIT
+# Removes the System V segment in which the library kept the TLS session of
+# the demo certificate: its key is ftok(path, 82), from the file's device
+# and inode, and a new demo run makes new certificate files.
+remove_session_store() {
+  local dev ino
+  read -r dev ino < <(stat -L -c '%d %i' "$DEMO/certs/client.p12")
+  ipcrm -M $(( (82 << 24) | ((dev & 0xff) << 16) | (ino & 0xffff) )) 2>/dev/null || true
+}
+finish() { stop_sim; remove_session_store; }
+trap finish EXIT
 
 PORT=""
 for _ in $(seq 100); do
@@ -45,7 +54,7 @@ run "Purchase" CLIENTID=10000001 TRANSACTIONTYPE=PURCHASE CARDDATA=4111111111111
 run "Refund" CLIENTID=10000001 TRANSACTIONTYPE=REFUND CARDDATA=4111111111111111 \
   CARDEXPIRYDATE=1230 AMOUNT=2.50 CURRENCY=EUR ORDERID=demo-1
 
-stop_sim
+finish
 trap - EXIT
 echo
 echo "Simulator counters:"

@@ -10,6 +10,7 @@
 #include "ClientSession.h"
 #include "GatewaySim.h"
 #include "TestCertificates.h"
+#include "sslPool.h"
 
 namespace {
 
@@ -240,4 +241,21 @@ TEST_F(Transaction, AnotherProcessResumesTheStoredSession) {
   EXPECT_TRUE(sim.waitForStat("handshakes_resumed", 2));
   EXPECT_EQ(sim.stat("handshakes_full"), 1);
   removeSessionSegment(certs_.clientPem());
+}
+
+TEST_F(Transaction, BusyPoolGivesNoContextAndTriesNoOtherServer) {
+  GatewaySim sim(certs_);
+  ClientSession session(certs_, sim.port(), "127.0.0.1 127.0.0.1");
+  session.fillPurchase();
+  // Another thread of the process holding the pool for longer than the
+  // five seconds a transaction waits for it.
+  ASSERT_TRUE(get_ssl_lock());
+  EXPECT_EQ(session.execute(), 0);
+  release_ssl_lock();
+  EXPECT_EQ(session.field("ERROR"), "UNABLE TO INITIALISE SSL.");
+  EXPECT_EQ(session.field("ERROR_DETAIL"), "Unable to obtain an ssl context object.");
+  EXPECT_EQ(session.field("RESULT"), "-1");
+  EXPECT_EQ(session.field("CARDDATA"), "4111111111111111");
+  EXPECT_TRUE(sim.waitForStat("connections", 1));
+  EXPECT_EQ(sim.stat("connections"), 1);
 }

@@ -1,0 +1,19 @@
+"""Python binding of libzelvanclient, the Zelvan card-payment gateway client.
+
+    import zelvan
+
+    with zelvan.Transaction() as t:
+        t.set_servers("127.0.0.1")
+        t.set_port(8443)
+        ...
+        result = t.execute()
+
+The package uses only the standard library (ctypes). It loads
+libzelvanclient from $ZELVAN_LIBRARY, else from next to the package, else
+from the system's library path; see zelvan._library.candidates.
+"""
+
+from ._library import LibraryNotFoundError
+from .transaction import Result, Transaction, TransactionError, library
+
+__all__ = ["LibraryNotFoundError", "Result", "Transaction", "TransactionError", "library"]

@@ -1,0 +1,292 @@
+"""Transaction, Result and TransactionError: the Python face of the C API."""
+
+import ctypes
+import threading
+
+from . import _library
+
+_lib = None
+_lib_lock = threading.Lock()
+
+
+class _Serialised:
+    """The library's functions, called one at a time across the process.
+
+    ctypes lets other Python threads run while a C function runs, but the
+    library keeps process-wide state without locks (the debug log's
+    settings, its allocation records), so only one call may be inside it
+    at a time. Transactions in parallel need processes of their own.
+    """
+
+    def __init__(self, lib):
+        self._lib = lib
+        self._lock = threading.RLock()
+
+    def __getattr__(self, name):
+        function = getattr(self._lib, name)
+
+        def call(*args):
+            with self._lock:
+                return function(*args)
+        return call
+
+
+def library():
+    """The loaded libzelvanclient, loaded on first use (see _library.candidates)."""
+    global _lib
+    with _lib_lock:
+        if _lib is None:
+            _lib = _Serialised(_library.load())
+        return _lib
+
+
+def _encode(text, what, sent=True):
+    """Text for the C library. Refuses what would corrupt or lose a field.
+
+    Fields travel to the gateway as "NAME=value" lines with no escaping, so
+    a CR or LF would start a field of its own on the wire, and a line with
+    a second "=" is dropped whole by the gateway's parser (and by the
+    library's, when it reads replies). A NUL would cut the text short
+    without a word. Local settings (sent=False: the "_" fields, such as
+    the certificate password) never travel and may hold "=".
+    """
+    if isinstance(text, bytes):
+        data = text
+    elif isinstance(text, str):
+        data = text.encode("utf-8", "surrogateescape")
+    elif isinstance(text, int) and not isinstance(text, bool):
+        data = str(text).encode("ascii")
+    else:
+        raise TypeError("%s must be str, bytes or int, not %s" % (what, type(text).__name__))
+    forbidden = b"\r\n\0=" if sent else b"\r\n\0"
+    if any(byte in forbidden for byte in data):
+        raise ValueError("%s %r holds a character the gateway message cannot carry" % (what, text))
+    if what == "name" and not data:
+        raise ValueError("a field name may not be empty")
+    return data
+
+
+def _decode(data):
+    return data.decode("utf-8", "surrogateescape")
+
+
+def parse_fields(text):
+    """Fields of a bundle text ("NAME=value" lines ended by CR LF) as a dict."""
+    fields = {}
+    for line in text.split("\r\n"):
+        name, sep, value = line.partition("=")
+        if sep:
+            fields[name] = value
+    return fields
+
+
+class Result:
+    """The outcome of a transaction that ran to its end: the gateway's reply.
+
+    completed is execute()'s return value: the exchange ran to its end.
+    approved is True only when the gateway approved the payment (RESULT
+    "0" and no ERROR); a declined card is a completed transaction that is
+    not approved. fields holds every field of the bundle after the
+    transaction except the local "_" fields (certificate path and password,
+    CA file); card data in it are already masked.
+    """
+
+    def __init__(self, completed, fields):
+        self.completed = bool(completed)
+        self.fields = fields
+
+    result = property(lambda self: self.fields.get("RESULT"), doc="RESULT: the outcome code")
+    error = property(lambda self: self.fields.get("ERROR"), doc="ERROR: the error text, or None")
+    error_detail = property(lambda self: self.fields.get("ERROR_DETAIL"), doc="ERROR_DETAIL, or None")
+    txn_reference = property(lambda self: self.fields.get("TXNREFERENCE"), doc="TXNREFERENCE, or None")
+    auth_code = property(lambda self: self.fields.get("AUTHCODE"), doc="AUTHCODE (approvals), or None")
+    response_code = property(lambda self: self.fields.get("RESPONSECODE"), doc="RESPONSECODE, or None")
+    response_text = property(lambda self: self.fields.get("RESPONSETEXT"), doc="RESPONSETEXT, or None")
+    transaction_type = property(lambda self: self.fields.get("TRANSACTIONTYPE"),
+                                doc='TRANSACTIONTYPE: "STATUS" after a status check')
+    total_time = property(lambda self: self.fields.get("TOTAL_TIME"), doc="TOTAL_TIME in milliseconds")
+
+    @property
+    def approved(self):
+        return self.completed and self.error is None and self.result == "0"
+
+    def __repr__(self):
+        return "<zelvan.Result approved=%s result=%r response=%r txn_reference=%r>" % (
+            self.approved, self.result, self.response_text, self.txn_reference)
+
+
+class TransactionError(Exception):
+    """A transaction that got no decision from the gateway.
+
+    Raised by Transaction.execute() for every failure of the library (it
+    returned 0: no server, bad certificate, no reply, ...) and for an error
+    reply of the gateway (ERROR in the reply). error, error_detail and
+    result are the bundle's ERROR, ERROR_DETAIL and RESULT texts; outcome
+    is the Result with every field, for logging and status enquiries.
+    """
+
+    def __init__(self, outcome):
+        self.outcome = outcome
+        self.error = outcome.error
+        self.error_detail = outcome.error_detail
+        self.result = outcome.result
+        message = self.error or "transaction failed without an ERROR text"
+        if self.error_detail:
+            message += " (%s)" % self.error_detail
+        super().__init__(message)
+
+
+class Transaction:
+    """One transaction handle and its bundle of text fields.
+
+    Use it as a context manager, or call close(): the handle and its fields
+    (card data and certificate password included) are released then.
+
+        with zelvan.Transaction() as t:
+            t.set_servers("gw1.example.com, gw2.example.com")
+            t.set_port(8443)
+            t.set_client_id("10000001")
+            t.set_certificate("client.p12", "secret")
+            t["TRANSACTIONTYPE"] = "PURCHASE"
+            t["CARDDATA"] = "4111111111111111"
+            t["AMOUNT"] = "12.50"
+            result = t.execute()        # raises TransactionError on failure
+
+    Fields behave like a mapping of str to str: t["AMOUNT"] = "12.50",
+    t["RESULT"], "ERROR" in t, t.get("AUTHCODE"). The library reports an
+    empty field as absent. Names and values are str (UTF-8 on the wire),
+    bytes or int; text that the gateway message cannot carry (CR, LF, NUL,
+    and "=" in a name or in the value of a field that is sent) raises
+    ValueError. A handle is used by one thread at a time.
+    """
+
+    def __init__(self):
+        self._lib = library()
+        self._handle = self._lib.newBundle()
+        if not self._handle:
+            raise MemoryError("newBundle() returned no handle")
+
+    def _live(self):
+        if self._handle is None:
+            raise ValueError("the transaction is closed")
+        return self._handle
+
+    # -- the bundle as a mapping ------------------------------------------
+
+    def __setitem__(self, name, value):
+        data = _encode(name, "name")
+        self._lib.put(self._live(), data, _encode(value, "value", sent=not data.startswith(b"_")))
+
+    def __getitem__(self, name):
+        value = self.get(name)
+        if value is None:
+            raise KeyError(name)
+        return value
+
+    def __contains__(self, name):
+        return self.get(name) is not None
+
+    def get(self, name, default=None):
+        """The field's text, or default when the bundle has no such field."""
+        data = _encode(name, "name")
+        if data.upper() == b"THEWORKS":
+            raise ValueError('use fields() for the whole bundle, not get("THEWORKS")')
+        address = self._lib.get(self._live(), data)
+        # The text belongs to the bundle: copy it, never free it.
+        return default if not address else _decode(ctypes.string_at(address))
+
+    def fields(self, include_local=False):
+        """Every field of the bundle as a dict.
+
+        The local fields whose names begin with "_" (certificate path and
+        password, CA file) are left out unless include_local is True.
+        """
+        address = self._lib.get(self._live(), b"THEWORKS")
+        if not address:
+            return {}
+        try:
+            text = _decode(ctypes.string_at(address))
+        finally:
+            _library.libc.free(address)
+        every = parse_fields(text)
+        return every if include_local else {k: v for k, v in every.items() if not k.startswith("_")}
+
+    # -- settings ---------------------------------------------------------
+
+    def set_servers(self, servers):
+        """The gateway servers to try in order: a list, or one text separated
+        by commas, semicolons or blanks."""
+        if not isinstance(servers, (str, bytes)):
+            servers = ",".join(servers)
+        self._lib.setServers(self._live(), _encode(servers, "value"))
+
+    def set_port(self, port):
+        """The gateway's port, the same for every server."""
+        self._lib.setPort(self._live(), _encode(port, "value"))
+
+    def set_client_id(self, client_id):
+        """The merchant's client identifier (CLIENTID)."""
+        self._lib.put_ClientID(self._live(), _encode(client_id, "value"))
+
+    def set_certificate(self, path, password=None):
+        """The client certificate file (PKCS#12 or PEM) and, if given, its password."""
+        self._lib.put_CertificatePath(self._live(), _encode(path, "value", sent=False))
+        if password is not None:
+            self.set_certificate_password(password)
+
+    def set_certificate_password(self, password):
+        """The client certificate's password; it is neither sent nor logged."""
+        self._lib.put_CertificatePassword(self._live(), _encode(password, "value", sent=False))
+
+    def set_ca_file(self, path):
+        """The CA file that the gateway's certificate is verified against.
+        Without one the gateway's certificate is not verified."""
+        self["_CAFILE"] = path
+
+    def set_debug_log(self, destination):
+        """Switches the debug log on, to a file path or "stdout"; None switches it off."""
+        if destination is None:
+            self["DEBUG"] = "OFF"
+        else:
+            # DEBUG must be on before LOGFILE is given, or no file is opened.
+            self["DEBUG"] = "ON"
+            self["LOGFILE"] = destination
+
+    # -- running ----------------------------------------------------------
+
+    def execute(self):
+        """Runs the transaction and returns its Result.
+
+        A decision of the gateway, approval or decline, is returned: check
+        result.approved. Raises TransactionError when there is no decision:
+        a failure of the library (execute() returned 0) or an error reply
+        of the gateway. Blocks until the gateway answers or the time-outs
+        pass (5 seconds per unreachable server, 30 per awaited reply);
+        other threads' calls into the library wait meanwhile.
+        """
+        completed = self._lib.execute(self._live())
+        outcome = Result(completed, self.fields())
+        if not completed or outcome.error is not None:
+            raise TransactionError(outcome)
+        return outcome
+
+    def flush(self):
+        """Empties the bundle for the next transaction. Every field goes,
+        settings included; the debug log stays as it was."""
+        self._lib.flushBundle(self._live())
+
+    def close(self):
+        """Destroys the handle and its fields. Later calls do nothing."""
+        if self._handle is not None:
+            handle, self._handle = self._handle, None
+            self._lib.cleanup(handle)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *exc):
+        self.close()
+
+    def __del__(self):
+        if getattr(self, "_handle", None) is not None:
+            self.close()

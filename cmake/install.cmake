@@ -1,0 +1,49 @@
+# Install rules, included at the end of the top-level CMakeLists.txt once
+# every target exists.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+set(ZV_INSTALL_HEADER_DIR ${CMAKE_INSTALL_INCLUDEDIR}/zelvan)
+set(ZV_INSTALL_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/zelvanclient)
+
+# The public headers: the C API and every class of the exported object
+# library. The client's other headers are the engine's internals.
+set(ZV_PUBLIC_HEADERS ${PROJECT_SOURCE_DIR}/src/client/zelvanclient.h)
+foreach(sub object containers codec net ssl)
+  file(GLOB sub_headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/${sub}/*.h)
+  list(APPEND ZV_PUBLIC_HEADERS ${sub_headers})
+endforeach()
+install(FILES ${ZV_PUBLIC_HEADERS} DESTINATION ${ZV_INSTALL_HEADER_DIR} COMPONENT development)
+
+# The headers include each other by bare name, so include/zelvan is an
+# include directory of its own; include/ makes <zelvan/...> work as well.
+install(TARGETS zelvanclient EXPORT zelvanclientTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} ${ZV_INSTALL_HEADER_DIR})
+
+install(EXPORT zelvanclientTargets NAMESPACE zelvanclient::
+  DESTINATION ${ZV_INSTALL_CMAKE_DIR} COMPONENT development)
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/zelvanclientConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/zelvanclientConfig.cmake
+  INSTALL_DESTINATION ${ZV_INSTALL_CMAKE_DIR})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/zelvanclientConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/zelvanclientConfig.cmake
+  ${PROJECT_BINARY_DIR}/zelvanclientConfigVersion.cmake
+  DESTINATION ${ZV_INSTALL_CMAKE_DIR} COMPONENT development)
+
+# The .pc file finds its prefix from its own place (pcfiledir), so it stays
+# right for `cmake --install --prefix DIR` and for a tree that is moved.
+file(RELATIVE_PATH ZV_PC_TO_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+configure_file(${PROJECT_SOURCE_DIR}/cmake/zelvanclient.pc.in ${PROJECT_BINARY_DIR}/zelvanclient.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/zelvanclient.pc
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+
+# zelvan-txn runs transactions from the shell; the simulator and the
+# certificate generator give a merchant a gateway of their own to test on.
+foreach(program zelvan-txn zelvan-gateway-sim zelvan-certgen)
+  if(TARGET ${program})
+    set_target_properties(${program} PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+    install(TARGETS ${program} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
+  endif()
+endforeach()

@@ -1,0 +1,155 @@
+"""Test certificates and the gateway simulator, for the tests written in Python.
+
+TestCertificates writes a certificate set with zelvan-certgen into a
+temporary directory; GatewaySim runs zelvan-gateway-sim with them on a free
+port of 127.0.0.1. Both are context managers that leave nothing behind: the
+simulator is stopped, the directory removed, and the System V shared-memory
+segments that clients created for the certificate files (the SSL session
+store) are removed with it.
+"""
+
+import ctypes
+import os
+import select
+import shutil
+import signal
+import subprocess
+import tempfile
+import time
+
+# The session store's segment of a certificate file is ftok(path, 82).
+_SESSION_PROJECT_ID = 82
+_IPC_RMID = 0
+
+_libc = ctypes.CDLL(None, use_errno=True)
+_libc.ftok.argtypes = [ctypes.c_char_p, ctypes.c_int]
+_libc.ftok.restype = ctypes.c_int
+_libc.shmget.argtypes = [ctypes.c_int, ctypes.c_size_t, ctypes.c_int]
+_libc.shmget.restype = ctypes.c_int
+_libc.shmctl.argtypes = [ctypes.c_int, ctypes.c_int, ctypes.c_void_p]
+_libc.shmctl.restype = ctypes.c_int
+
+
+def session_segment_of(path):
+    """The identifier of the session-store segment of a certificate file, or -1."""
+    key = _libc.ftok(os.fsencode(path), _SESSION_PROJECT_ID)
+    return -1 if key == -1 else _libc.shmget(key, 0, 0)
+
+
+def remove_session_segments(directory):
+    """Removes the session-store segments of every file in directory."""
+    for name in os.listdir(directory):
+        segment = session_segment_of(os.path.join(directory, name))
+        if segment != -1:
+            _libc.shmctl(segment, _IPC_RMID, None)
+
+
+class TestCertificates:
+    """A CA, a server certificate for 127.0.0.1 and client certificates.
+
+    The client's PKCS#12 file is client_p12 (password PASSWORD), the CA
+    file ca. The directory goes, with its session segments, on exit.
+    """
+
+    PASSWORD = "zelvan-test"
+
+    def __init__(self, certgen):
+        self.dir = tempfile.mkdtemp(prefix="zv-certs-")
+        try:
+            subprocess.run([certgen, self.dir], check=True, stdout=subprocess.DEVNULL)
+        except BaseException:
+            shutil.rmtree(self.dir, ignore_errors=True)
+            raise
+
+    def path(self, name):
+        return os.path.join(self.dir, name)
+
+    @property
+    def ca(self):
+        return self.path("ca.pem")
+
+    @property
+    def client_p12(self):
+        return self.path("client.p12")
+
+    def close(self):
+        if os.path.isdir(self.dir):
+            remove_session_segments(self.dir)
+            shutil.rmtree(self.dir, ignore_errors=True)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *exc):
+        self.close()
+
+
+class GatewaySim:
+    """zelvan-gateway-sim on a free port of 127.0.0.1, for one test.
+
+    Requires client certificates signed by the set's CA. extra_args are
+    appended to the command line (for example ["--fault", "first-error"]).
+    stop() returns the simulator's exit status; a context exit that finds
+    a status other than 0 raises, so that a crashed simulator fails the
+    test that used it.
+    """
+
+    def __init__(self, program, certs, extra_args=()):
+        self.stats_path = certs.path("sim-stats-%d.txt" % id(self))
+        command = [program, "--cert", certs.path("server.pem"), "--key", certs.path("server-key.pem"),
+                   "--ca", certs.ca, "--port", "0", "--stats", self.stats_path, *extra_args]
+        self._process = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        self._exit_status = None
+        try:
+            self.port = self._read_port()
+        except BaseException:
+            self.stop()
+            raise
+
+    def _read_port(self):
+        deadline = time.monotonic() + 20
+        line = b""
+        while not line.endswith(b"\n"):
+            remaining = deadline - time.monotonic()
+            ready, _, _ = select.select([self._process.stdout], [], [], max(remaining, 0))
+            if not ready:
+                raise RuntimeError("the gateway simulator printed no port")
+            # Unbuffered, so that select() sees every byte still unread.
+            byte = os.read(self._process.stdout.fileno(), 1)
+            if not byte:
+                raise RuntimeError("the gateway simulator exited: %s"
+                                   % self._process.stderr.read().decode(errors="replace"))
+            line += byte
+        words = line.split()
+        if len(words) != 2 or words[0] != b"LISTENING":
+            raise RuntimeError("unexpected first line from the gateway simulator: %r" % line)
+        return int(words[1])
+
+    def stats(self):
+        """The simulator's counters as a dict of ints."""
+        counters = {}
+        with open(self.stats_path) as stats:
+            for line in stats:
+                name, _, value = line.strip().partition("=")
+                if name:
+                    counters[name] = int(value)
+        return counters
+
+    def stop(self):
+        if self._exit_status is None:
+            self._process.send_signal(signal.SIGTERM)
+            try:
+                self._process.communicate(timeout=10)
+            except subprocess.TimeoutExpired:
+                self._process.kill()
+                self._process.communicate()
+            self._exit_status = self._process.returncode
+        return self._exit_status
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, exc_type, *exc):
+        status = self.stop()
+        if status != 0 and exc_type is None:
+            raise RuntimeError("the gateway simulator exited with status %d" % status)
