@@ -7,12 +7,16 @@
 // allocates is announced with a label and its release is announced before
 // it is deleted.
 
+// True unless the tracker is certain to ignore a report: it has a table
+// and is paused. Code may then skip work done only for the tracker's sake.
+inline bool trackerListening() { return kMemoryTable == nullptr || !kTracePause; }
+
 // Reports p to the tracker under label and returns it.
 template <class T>
 T* trackNew(T* p, const char* label) {
   // A paused tracker whose table exists ignores the report: skipping the
   // call here spares every allocation of a transaction a function call.
-  if (kMemoryTable == nullptr || !kTracePause) BMemoryTable::createEvent(p, label);
+  if (trackerListening()) BMemoryTable::createEvent(p, label);
   return p;
 }
 
