@@ -1,10 +1,13 @@
 # Wraps CMake + Ninja. `make` builds, `make test` runs every test,
 # `make sanitize` runs every test under AddressSanitizer and UBSan,
 # `make install PREFIX=DIR` installs the library, headers and programs,
+# `make bench` builds in release mode and runs the benchmarks (bench/README.md),
 # `make fuzz` runs the libFuzzer targets (clang), FUZZ_SECONDS each,
 # `make memcheck` runs MEMCHECK_COUNT transactions under valgrind.
 BUILD      ?= build
 SAN_BUILD  ?= build-sanitize
+BENCH_BUILD ?= build-bench
+BENCH_RESULTS ?= $(BUILD)/bench
 FUZZ_BUILD ?= build-fuzz
 FUZZ_SECONDS ?= 60
 MEMCHECK_COUNT ?= 200
@@ -12,7 +15,7 @@ JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
 PREFIX     ?= /usr/local
 
-.PHONY: all deps configure test sanitize install fuzz memcheck demo clean
+.PHONY: all deps configure test sanitize bench install fuzz memcheck demo clean
 
 all: configure
 	cmake --build $(BUILD) -j $(JOBS)
@@ -35,6 +38,12 @@ sanitize: deps
 	  LSAN_OPTIONS=suppressions=$(CURDIR)/tests/lsan.supp \
 	  ctest --output-on-failure -j $(JOBS)
 
+bench:
+	@sh scripts/ensure-deps.sh libbenchmark-dev valgrind
+	@test -f $(BENCH_BUILD)/build.ninja || cmake -S . -B $(BENCH_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Release -DZV_TESTS=OFF -DZV_BENCH=ON $(CMAKE_ARGS)
+	cmake --build $(BENCH_BUILD) -j $(JOBS)
+	python3 bench/run_bench.py --build $(BENCH_BUILD) --results $(BENCH_RESULTS)
+
 install: all
 	cmake --install $(BUILD) --prefix $(PREFIX)
 
@@ -52,4 +61,4 @@ demo: all
 	@BUILD=$(BUILD) bash scripts/demo.sh
 
 clean:
-	rm -rf $(BUILD) $(SAN_BUILD) $(FUZZ_BUILD)
+	rm -rf $(BUILD) $(SAN_BUILD) $(BENCH_BUILD) $(FUZZ_BUILD)

@@ -77,7 +77,18 @@ void BHashTable::remove(const char* key) {
 BVector* BHashTable::collect(bool keys, const char* label) {
   BVector* out = trackNew(new BVector(), label);
   for (int i = 0; i < m_bucketCount; i++) {
-    BVector* part = keys ? m_buckets[i]->getKeys() : m_buckets[i]->getValues();
+    BLinkMap* bucket = m_buckets[i];
+    if (!trackerListening()) {
+      // The buckets are plain BLinkMaps, so walking a chain gives exactly
+      // what its view would, without making and freeing a vector per
+      // bucket for every text form of a bundle. The views themselves are
+      // made only while the tracker records them.
+      for (BLinkMapEntry* e = bucket->m_head; e != nullptr; e = e->getNext()) {
+        out->add(keys ? e->key() : e->value(), 0);
+      }
+      continue;
+    }
+    BVector* part = keys ? bucket->getKeys() : bucket->getValues();
     out->addAll(part);
     trackDelete(part);
   }
@@ -109,7 +120,7 @@ int BHashTable::free() {
 
 int BHashTable::size() {
   int total = 0;
-  for (int i = 0; i < m_bucketCount; i++) total += m_buckets[i]->size();
+  for (int i = 0; i < m_bucketCount; i++) total += m_buckets[i]->m_count;
   return total;
 }
 
@@ -122,7 +133,7 @@ void BHashTable::checkState() {
   }
   int longest = 0;
   for (int i = 0; i < m_bucketCount; i++) {
-    if (m_buckets[i]->size() > longest) longest = m_buckets[i]->size();
+    if (m_buckets[i]->m_count > longest) longest = m_buckets[i]->m_count;
   }
   if (m_maxChain >= longest) return;
   createBuckets(m_bucketCount + m_growBy);

@@ -49,6 +49,9 @@ class BLinkMap : public BMap {
   int dumpEntries(BLinkMapEntry** out);
 
  protected:
+  // The hash table walks its buckets' chains directly when it lists them.
+  friend class BHashTable;
+
   int m_count;
   BLinkMapEntry* m_head;
 

@@ -36,8 +36,10 @@ BString* BObject::toString() {
 const char* BObject::classType() { return "BObject"; }
 
 bool BObject::instanceOf(const char* path) {
-  size_t p = path ? strlen(path) : 0;
   const char* type = classType();
+  // The common test is of a class against its own path constant.
+  if (path != nullptr && path == type) return true;
+  size_t p = path ? strlen(path) : 0;
   size_t t = type ? strlen(type) : 0;
   if (t < p) return false;
   if (p < 1) return true;

@@ -1,0 +1,406 @@
+#!/usr/bin/env python3
+"""make bench: measures libzelvanclient against the TLS reference on 127.0.0.1.
+
+Starts zelvan-gateway-sim, runs the library's transactions beside
+`openssl s_time` and an OpenSSL-only client of the same protocol, a batch of
+short zelvan-txn processes, one resumed transaction under callgrind and the
+bundle micro-benchmarks, and prints one table, also written as results.md and
+results.json. bench/README.md explains every row.
+"""
+
+import argparse
+import collections
+import datetime
+import json
+import os
+import platform
+import select
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+
+CLIENT_PEM = "client-plain.pem"  # certificate and unencrypted key: s_time takes no password
+CA_PEM = "ca.pem"
+PASSWORD = "zelvan-test"
+PURCHASE = ["CLIENTID=10000001", "TRANSACTIONTYPE=PURCHASE", "CARDDATA=4111111111111111",
+            "CARDEXPIRYDATE=1230", "CVC2=123", "AMOUNT=12.50", "CURRENCY=EUR"]
+PROFILED_FUNCTION = "zvbenchProfiledPurchase"
+
+# What one run measures. In a full run each program of a serial row gets
+# about a second per round, so that the load of other processes on the
+# machine falls on all of them alike; the smoke settings run everything
+# once, quickly.
+FULL_RUN = dict(rounds=8, repeat=["--seconds", "1"], stime_seconds=1, processes=300, concurrency=4,
+                warmup=2, bundle_min_time="0.5")
+SMOKE_RUN = dict(rounds=1, repeat=["--count", "3"], stime_seconds=1, processes=4, concurrency=2,
+                 warmup=2, bundle_min_time="0.001")
+
+TARGETS = {"full": 1.10, "resumed": 1.5, "processes_resumed": 0.99, "library_share": 0.05}
+
+
+class BenchError(Exception):
+    pass
+
+
+class Programs:
+    """Paths of the programs one build made."""
+
+    def __init__(self, build):
+        self.sim = os.path.join(build, "zelvan-gateway-sim")
+        self.certgen = os.path.join(build, "zelvan-certgen")
+        self.txn = os.path.join(build, "zelvan-txn")
+        self.zvbench = os.path.join(build, "bench", "zvbench")
+        self.bundle = os.path.join(build, "bench", "zvbench-bundle")
+        for path in (self.sim, self.certgen, self.txn, self.zvbench):
+            if not os.access(path, os.X_OK):
+                raise BenchError(f"{path} is missing: build it first")
+
+
+class Simulator:
+    """zelvan-gateway-sim on a free port of 127.0.0.1; stop() returns its counters."""
+
+    def __init__(self, programs, certs, extra=()):
+        self.process = subprocess.Popen(
+            [programs.sim, "--cert", os.path.join(certs, "server.pem"),
+             "--key", os.path.join(certs, "server-key.pem"), "--ca", os.path.join(certs, CA_PEM),
+             "--port", "0", *extra],
+            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        ready, _, _ = select.select([self.process.stdout], [], [], 10)
+        line = self.process.stdout.readline() if ready else ""
+        if not line.startswith("LISTENING "):
+            self.stop()
+            raise BenchError("the gateway simulator did not start")
+        self.port = int(line.split()[1])
+        self.counters = None
+
+    def stop(self):
+        if self.counters is None:
+            self.process.send_signal(signal.SIGTERM)
+            try:
+                output, _ = self.process.communicate(timeout=15)
+            except subprocess.TimeoutExpired:
+                self.process.kill()
+                output, _ = self.process.communicate()
+            self.counters = {}
+            for line in output.splitlines():
+                name, _, value = line.partition("=")
+                if value.isdigit():
+                    self.counters[name] = int(value)
+        return self.counters
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.stop()
+
+
+def run_samples(command):
+    """Runs a zvbench subcommand and returns the JSON line it printed."""
+    result = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, timeout=300)
+    lines = [line for line in result.stdout.splitlines() if line.startswith("{")]
+    if result.returncode != 0 or not lines:
+        raise BenchError(f"{' '.join(command)} failed ({result.returncode}): {result.stderr.strip()[-500:]}")
+    return json.loads(lines[-1])
+
+
+def percentile(sorted_values, share):
+    """Nearest-rank percentile of an ascending list."""
+    if not sorted_values:
+        return float("nan")
+    rank = max(1, int(round(share * len(sorted_values) + 0.5)))
+    return sorted_values[min(rank, len(sorted_values)) - 1]
+
+
+def summary(samples):
+    values = sorted(samples)
+    return {"count": len(values), "mean_us": sum(values) / len(values) if values else float("nan"),
+            "p50_us": percentile(values, 0.50), "p99_us": percentile(values, 0.99)}
+
+
+def handshakes(counters):
+    full, resumed = counters.get("handshakes_full", 0), counters.get("handshakes_resumed", 0)
+    return {"full": full, "resumed": resumed, "share_resumed": resumed / (full + resumed) if full + resumed else 0.0}
+
+
+def serial_row(programs, certs, settings, resumed):
+    """Rows 1 and 2: the library's purchases, one after another in one process,
+    beside s_time and the OpenSSL-only client, in interleaved rounds."""
+    pem, ca = os.path.join(certs, CLIENT_PEM), os.path.join(certs, CA_PEM)
+    sim_options = [] if resumed else ["--no-resume"]
+    target = ["--cert", pem, "--ca", ca, *settings["repeat"], "--warmup", str(settings["warmup"])]
+    collected = collections.defaultdict(list)
+    # The library has a simulator of its own, so that its counters hold only
+    # the library's handshakes; both run with the same options.
+    with Simulator(programs, certs, sim_options) as reference_sim, \
+            Simulator(programs, certs, sim_options) as library_sim:
+        stime = ["openssl", "s_time", "-connect", f"127.0.0.1:{reference_sim.port}",
+                 "-reuse" if resumed else "-new", "-tls1_2", "-cert", pem, "-CAfile", ca,
+                 "-no-CApath", "-no-CAstore", "-time", str(settings["stime_seconds"])]
+        resume = ["--resume"] if resumed else []
+        runs = [
+            ("s_time", [programs.zvbench, "stime", "--", *stime]),
+            ("library", [programs.zvbench, "library", "--port", str(library_sim.port), *target]),
+            ("openssl_1_exchange", [programs.zvbench, "reference", "--port", str(reference_sim.port),
+                                    "--exchanges", "1", *resume, *target]),
+            ("openssl_2_exchanges", [programs.zvbench, "reference", "--port", str(reference_sim.port),
+                                     "--exchanges", "2", *resume, *target]),
+        ]
+        for round_number in range(settings["rounds"]):
+            # A different order each round, so that no program always runs
+            # right after the same other one.
+            shift = round_number % len(runs)
+            for name, command in runs[shift:] + runs[:shift]:
+                collected[name].extend(run_samples(command)["samples_us"])
+        counters = library_sim.stop()
+    row = {name: summary(values) for name, values in collected.items()}
+    for name in ("library", "openssl_1_exchange", "openssl_2_exchanges"):
+        row[name]["ratio_mean"] = row[name]["mean_us"] / row["s_time"]["mean_us"]
+        row[name]["ratio_p50"] = row[name]["p50_us"] / row["s_time"]["p50_us"]
+    row["library_handshakes"] = handshakes(counters)
+    row["target_ratio"] = TARGETS["resumed" if resumed else "full"]
+    return row
+
+
+def drop_store(programs, certs):
+    subprocess.run([programs.zvbench, "drop-store", "--cert", os.path.join(certs, CLIENT_PEM)], check=False)
+
+
+def processes_row(programs, certs, settings):
+    """Row 3: short zelvan-txn processes, a few at a time, one purchase each."""
+    drop_store(programs, certs)
+    env = dict(os.environ, ZELVAN_CERT_PASSWORD=PASSWORD)
+    with Simulator(programs, certs) as sim:
+        command = [programs.txn, "-s", "127.0.0.1", "-p", str(sim.port), "-c", os.path.join(certs, CLIENT_PEM),
+                   "-a", os.path.join(certs, CA_PEM), *PURCHASE]
+
+        def start():
+            return subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, env=env)
+
+        # The first process finds no session and stores the one it makes.
+        failed = 0 if start().wait() == 0 else 1
+        running, started = [], 0
+        begin = time.monotonic()
+        while started < settings["processes"] or running:
+            while started < settings["processes"] and len(running) < settings["concurrency"]:
+                running.append(start())
+                started += 1
+            finished = running.pop(0)
+            failed += 0 if finished.wait() == 0 else 1
+        elapsed = time.monotonic() - begin
+        counters = sim.stop()
+    drop_store(programs, certs)
+    counts = handshakes(counters)
+    after_first = counts["full"] - 1 + counts["resumed"]
+    return {"processes": settings["processes"], "concurrency": settings["concurrency"], "failed": failed,
+            "seconds": elapsed, "per_second": settings["processes"] / elapsed,
+            "handshakes": counts, "share_resumed_after_first": counts["resumed"] / after_first if after_first else 0.0,
+            "target_share": TARGETS["processes_resumed"]}
+
+
+def callgrind_objects(path):
+    """Instructions per object file in a callgrind profile: each function's
+    own cost, calls' inclusive costs left out."""
+    names, totals = {}, collections.Counter()
+    current, after_call = "?", False
+    with open(path, errors="replace") as profile:
+        for line in profile:
+            key, _, value = line.rstrip("\n").partition("=")
+            if key in ("ob", "cob"):
+                # "(id) name" names an object once; later "(id)" alone refers to it.
+                ident, _, name = value.partition(" ")
+                if name:
+                    names[ident] = name
+                if key == "ob":
+                    current = names.get(ident, value)
+            elif key == "calls":
+                after_call = True
+            elif line[:1].isdigit() or line[:1] in "+-*":
+                fields = line.split()
+                if not after_call and len(fields) > 1:
+                    totals[os.path.basename(current)] += int(fields[1])
+                after_call = False
+    return totals
+
+
+OBJECT_GROUPS = [("libzelvanclient", "libzelvanclient.so"), ("libssl", "libssl.so"),
+                 ("libcrypto", "libcrypto.so"), ("libc", "libc.so"), ("libstdc++", "libstdc++.so"),
+                 ("ld.so", "ld-linux")]
+
+
+def callgrind_row(programs, certs, settings, out_dir):
+    """Row 4: one resumed purchase under callgrind, instructions by object."""
+    if shutil.which("valgrind") is None:
+        return {"skipped": "valgrind is not installed"}
+    profile = os.path.join(out_dir, "callgrind.out")
+    drop_store(programs, certs)
+    with Simulator(programs, certs) as sim:
+        result = subprocess.run(
+            ["valgrind", "--tool=callgrind", f"--callgrind-out-file={profile}",
+             f"--toggle-collect={PROFILED_FUNCTION}", programs.zvbench, "profile", "--port", str(sim.port),
+             "--cert", os.path.join(certs, CLIENT_PEM), "--ca", os.path.join(certs, CA_PEM),
+             "--warmup", str(settings["warmup"])],
+            stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True, timeout=600)
+        counters = sim.stop()
+    drop_store(programs, certs)
+    if result.returncode != 0:
+        raise BenchError(f"the profiled purchase failed: {result.stderr.strip()[-500:]}")
+    grouped = collections.Counter()
+    for name, instructions in callgrind_objects(profile).items():
+        group = next((label for label, prefix in OBJECT_GROUPS if name.startswith(prefix)), "other")
+        grouped[group] += instructions
+    total = sum(grouped.values())
+    # Only the warm-up that found no session makes a full handshake.
+    counts = handshakes(counters)
+    resumed = counts["full"] == 1 and counts["resumed"] >= 1
+    return {"instructions": total, "profiled_resumed": resumed,
+            "objects": {name: {"instructions": n, "share": n / total} for name, n in grouped.most_common()},
+            "library_share": grouped["libzelvanclient"] / total if total else 0.0,
+            "target_share": TARGETS["library_share"], "profile": profile}
+
+
+BUNDLE_PAIRS = [("Fill a 40-field bundle", "BM_FillBundle", "BM_FillStdMap", "std::unordered_map"),
+                ("Text form without \"_\" fields", "BM_TextFormBundle", "BM_TextFormStdString",
+                 "std::string appends"),
+                ("Merge a 10-field reply", "BM_MergeReplyBundle", "BM_MergeReplyStdMap", "std::unordered_map")]
+
+
+def bundle_row(programs, settings):
+    """Row 5: the Google Benchmark pairs."""
+    if not os.access(programs.bundle, os.X_OK):
+        return {"skipped": "Google Benchmark (libbenchmark-dev) was not installed when the build was configured"}
+    result = subprocess.run([programs.bundle, "--benchmark_format=json",
+                             f"--benchmark_min_time={settings['bundle_min_time']}"],
+                            stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, timeout=300)
+    if result.returncode != 0:
+        raise BenchError(f"zvbench-bundle failed: {result.stderr.strip()[-500:]}")
+    scale = {"ns": 1.0, "us": 1e3, "ms": 1e6}
+    times = {b["name"]: b["real_time"] * scale[b["time_unit"]] for b in json.loads(result.stdout)["benchmarks"]}
+    return {"pairs": [{"what": what, "bundle_ns": times[ours], "standard_ns": times[theirs], "standard": standard,
+                       "ratio": times[ours] / times[theirs]} for what, ours, theirs, standard in BUNDLE_PAIRS]}
+
+
+def fmt_times(s):
+    return f"{s['mean_us']:.0f} / {s['p50_us']:.0f} / {s['p99_us']:.0f}"
+
+
+def verdict(met):
+    return "**met**" if met else "**missed**"
+
+
+def cells(row, measurement, ours="", reference="", ratio="", target=""):
+    """One line of the table."""
+    return f"| {row} | {measurement} | {ours} | {reference} | {ratio} | {target} |"
+
+
+def ratio_text(r):
+    return f"{r['ratio_mean']:.2f} (p50 {r['ratio_p50']:.2f})"
+
+
+def serial_lines(number, title, row, reference_name):
+    lib, ref, hs, target = row["library"], row["s_time"], row["library_handshakes"], row["target_ratio"]
+    lines = [
+        cells(number, f"{title}: library purchase vs `{reference_name}` connection, µs mean / p50 / p99 "
+                      f"({lib['count']} vs {ref['count']})", fmt_times(lib), fmt_times(ref), ratio_text(lib),
+              f"≤ {target:.2f}: mean {verdict(lib['ratio_mean'] <= target)}, "
+              f"p50 {verdict(lib['ratio_p50'] <= target)}"),
+        cells(number, "… simulator-counted resumed handshakes of the library",
+              f"{hs['resumed']} of {hs['full'] + hs['resumed']} ({100 * hs['share_resumed']:.1f}%)"),
+    ]
+    for name, label in (("openssl_1_exchange", "handshake + 1 exchange"),
+                        ("openssl_2_exchanges", "handshake + 2 exchanges, a purchase's protocol")):
+        lines.append(cells(number, f"… OpenSSL-only client, {label}", "", fmt_times(row[name]),
+                           ratio_text(row[name])))
+    return lines
+
+
+def table(results):
+    rows = results["rows"]
+    lines = [cells("Row", "Measurement", "libzelvanclient", "Reference", "Ratio", "Target"), cells(*["---"] * 6)]
+    lines += serial_lines(1, "Serial, full handshake", rows["full"], "s_time -new")
+    lines += serial_lines(2, "Serial, resumed", rows["resumed"], "s_time -reuse")
+    p = rows["processes"]
+    hs, share = p["handshakes"], p["share_resumed_after_first"]
+    failures = f" ({p['failed']} failed)" if p["failed"] else ""
+    lines.append(cells(3, f"Many short processes: {p['processes']} zelvan-txn, {p['concurrency']} at a time, "
+                          f"one purchase each{failures}", f"{p['per_second']:.1f} transactions/s"))
+    lines.append(cells(3, "… handshakes resumed through the shared store, after the first",
+                       f"{hs['resumed']} of {hs['full'] - 1 + hs['resumed']} ({100 * share:.1f}%)", "", "",
+                       f"≥ {100 * p['target_share']:.0f}%: {verdict(share >= p['target_share'])}"))
+    c, b = rows["callgrind"], rows["bundle"]
+    if "skipped" in c:
+        lines.append(cells(4, f"Library CPU share: skipped, {c['skipped']}"))
+    else:
+        others = ", ".join(f"{name} {100 * o['share']:.1f}%" for name, o in c["objects"].items()
+                           if name != "libzelvanclient")
+        note = "" if c["profiled_resumed"] else " (the profiled handshake was not resumed)"
+        lines.append(cells(4, f"Library CPU share: instructions of one resumed purchase{note}, "
+                              f"{c['instructions']:,} in all", f"{100 * c['library_share']:.1f}%", others, "",
+                           f"< {100 * c['target_share']:.0f}%: {verdict(c['library_share'] < c['target_share'])}"))
+    if "skipped" in b:
+        lines.append(cells(5, f"Bundle operations: skipped, {b['skipped']}"))
+    else:
+        for pair in b["pairs"]:
+            lines.append(cells(5, f"{pair['what']}, ns per operation", f"{pair['bundle_ns']:.0f}",
+                               f"{pair['standard']}: {pair['standard_ns']:.0f}", f"{pair['ratio']:.2f}"))
+    return "\n".join(lines)
+
+
+def make_certificates(programs, work):
+    certs = os.path.join(work, "certs")
+    subprocess.run([programs.certgen, certs], check=True, stdout=subprocess.DEVNULL)
+    return certs
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--build", required=True, help="build directory holding the programs")
+    parser.add_argument("--results", required=True, help="directory for results.md and results.json")
+    parser.add_argument("--smoke", action="store_true", help="run every row once with tiny counts")
+    parser.add_argument("--no-callgrind", action="store_true", help="leave out row 4 (sanitizer builds)")
+    args = parser.parse_args()
+    settings = SMOKE_RUN if args.smoke else FULL_RUN
+    programs = Programs(args.build)
+    os.makedirs(args.results, exist_ok=True)
+    work = tempfile.mkdtemp(prefix="zvbench-", dir=args.results)
+    certs = None
+    try:
+        certs = make_certificates(programs, work)
+        rows = {}
+        print("Serial purchases with full handshakes...", flush=True)
+        rows["full"] = serial_row(programs, certs, settings, resumed=False)
+        print("Serial purchases with resumed sessions...", flush=True)
+        rows["resumed"] = serial_row(programs, certs, settings, resumed=True)
+        print("Many short processes...", flush=True)
+        rows["processes"] = processes_row(programs, certs, settings)
+        print("One resumed purchase under callgrind...", flush=True)
+        rows["callgrind"] = ({"skipped": "not run in this build (--no-callgrind)"} if args.no_callgrind
+                             else callgrind_row(programs, certs, settings, args.results))
+        print("Bundle operations...", flush=True)
+        rows["bundle"] = bundle_row(programs, settings)
+    except (BenchError, subprocess.SubprocessError, OSError) as error:
+        print(f"run_bench: {error}", file=sys.stderr)
+        return 1
+    finally:
+        if certs:
+            drop_store(programs, certs)
+        shutil.rmtree(work, ignore_errors=True)
+
+    results = {"date": datetime.datetime.now().isoformat(timespec="seconds"), "host": platform.node(),
+               "cpus": os.cpu_count(), "smoke": args.smoke, "settings": settings, "rows": rows}
+    text = table(results)
+    heading = (f"libzelvanclient benchmarks, {results['date']}, {results['cpus']} CPUs, "
+               f"{'smoke run' if args.smoke else 'full run'}")
+    with open(os.path.join(args.results, "results.md"), "w") as out:
+        out.write(f"{heading}\n\n{text}\n")
+    with open(os.path.join(args.results, "results.json"), "w") as out:
+        json.dump(results, out, indent=2)
+    print(f"\n{heading}\n\n{text}\n\nWritten to {os.path.join(args.results, 'results.md')} and results.json")
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
