@@ -2,12 +2,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <fstream>
 #include <memory>
+#include <sstream>
 #include <regex>
 #include <string>
 #include <vector>
 
-#include "ClientSession.h"
+#include "MerchantTxn.h"
+#include "SessionStoreGuard.h"
 #include "GatewaySim.h"
 #include "TestCertificates.h"
 #include "sslPool.h"
@@ -17,9 +20,21 @@ namespace {
 const std::regex kTimings(
     R"(init\( \d+ \) socket\( \d+ \) cert\( \d+ \) wire\( \d+ \) more wire\(\d+\) cleanup\( \d+ \))");
 
+// Each test has certificates of its own, so that the session store it
+// uses (keyed by the certificate file) is its own too; the guard removes
+// the store's segments when the test ends.
 class Transaction : public testing::Test {
  protected:
+  std::string logPath() const { return certs_.dir() + "/debug.log"; }
+  std::string logText() const {
+    std::ifstream in(logPath(), std::ios::binary);
+    std::stringstream all;
+    all << in.rdbuf();
+    return all.str();
+  }
+
   TestCertificates certs_;
+  SessionStoreGuard guard_{certs_};
 };
 
 bool anyLineStartsWith(const std::string& message, char c) {
@@ -37,9 +52,10 @@ bool anyLineStartsWith(const std::string& message, char c) {
 
 TEST_F(Transaction, PurchaseSendsTwoMessagesOnOneConnectionAndMasksCardData) {
   GatewaySim sim(certs_);
-  ClientSession session(certs_, sim.port());
-  session.logToFile();
-  session.fillPurchase();
+  MerchantTxn session;
+  session.settings(certs_, sim.port());
+  session.logTo(logPath());
+  session.purchase();
   ASSERT_EQ(session.execute(), 1) << session.field("ERROR") << " " << session.field("ERROR_DETAIL");
 
   EXPECT_EQ(session.field("RESULT"), "0");
@@ -47,7 +63,7 @@ TEST_F(Transaction, PurchaseSendsTwoMessagesOnOneConnectionAndMasksCardData) {
   EXPECT_FALSE(session.field("AUTHCODE").empty());
   EXPECT_FALSE(session.has("ERROR"));
   EXPECT_EQ(session.field("CARDDATA"), "411111XXXXXX1111");
-  EXPECT_EQ(session.field("CVC2"), "***");
+  EXPECT_EQ(session.field("CVC2"), "****");
   EXPECT_EQ(session.field("CARDEXPIRYDATE"), "****");
   EXPECT_TRUE(std::regex_match(session.field("TIMINGS"), kTimings)) << session.field("TIMINGS");
   EXPECT_EQ(session.field("NUM_SSL_OBJECTS"), "1 keys - 1 objects");
@@ -65,7 +81,7 @@ TEST_F(Transaction, PurchaseSendsTwoMessagesOnOneConnectionAndMasksCardData) {
   }
   EXPECT_NE(messages[1].find("TXNREFERENCE=" + session.field("TXNREFERENCE")), std::string::npos);
 
-  std::string log = session.logText();
+  std::string log = logText();
   EXPECT_NE(log.find("Transaction Succeeded"), std::string::npos);
   EXPECT_EQ(log.find("4111111111111111"), std::string::npos);
   EXPECT_EQ(log.find(certs_.password()), std::string::npos);
@@ -73,8 +89,9 @@ TEST_F(Transaction, PurchaseSendsTwoMessagesOnOneConnectionAndMasksCardData) {
 
 TEST_F(Transaction, RefundSucceeds) {
   GatewaySim sim(certs_);
-  ClientSession session(certs_, sim.port());
-  session.fillPurchase("REFUND");
+  MerchantTxn session;
+  session.settings(certs_, sim.port());
+  session.purchase(MerchantTxn::kApprovedCard, "REFUND");
   EXPECT_EQ(session.execute(), 1) << session.field("ERROR");
   EXPECT_EQ(session.field("RESULT"), "0");
   EXPECT_EQ(sim.stat("messages"), 2);
@@ -83,22 +100,26 @@ TEST_F(Transaction, RefundSucceeds) {
 TEST_F(Transaction, FailsOverToTheNextServer) {
   GatewaySim sim(certs_);
   // 127.0.0.2 is loopback too, but the simulator listens on 127.0.0.1 only.
-  ClientSession session(certs_, sim.port(), "127.0.0.2, 127.0.0.1");
-  session.logToFile();
-  session.fillPurchase();
+  MerchantTxn session;
+  session.settings(certs_, sim.port());
+  setServers(session.handle(), "127.0.0.2, 127.0.0.1");
+  session.logTo(logPath());
+  session.purchase();
   ASSERT_EQ(session.execute(), 1) << session.field("ERROR");
   EXPECT_EQ(session.field("SERVER"), "127.0.0.1");
   EXPECT_FALSE(session.has("ERROR"));
   EXPECT_FALSE(session.has("ERROR_DETAIL"));
-  std::string log = session.logText();
+  std::string log = logText();
   EXPECT_NE(log.find("Trying Server [127.0.0.2]"), std::string::npos);
   EXPECT_NE(log.find("Trying Server [127.0.0.1]"), std::string::npos);
 }
 
 TEST_F(Transaction, NoServerAcceptingGivesTheSocketError) {
   GatewaySim sim(certs_);
-  ClientSession session(certs_, sim.port(), "127.0.0.2;127.0.0.3");
-  session.fillPurchase();
+  MerchantTxn session;
+  session.settings(certs_, sim.port());
+  setServers(session.handle(), "127.0.0.2;127.0.0.3");
+  session.purchase();
   EXPECT_EQ(session.execute(), 0);
   EXPECT_EQ(session.field("ERROR"), "UNABLE TO CONNECT - COULD NOT OPEN SOCKET");
   EXPECT_EQ(session.field("RESULT"), "-1");
@@ -108,9 +129,10 @@ TEST_F(Transaction, NoServerAcceptingGivesTheSocketError) {
 
 TEST_F(Transaction, UnusableCertificateStopsBeforeTheHandshake) {
   GatewaySim sim(certs_);
-  ClientSession session(certs_, sim.port());
+  MerchantTxn session;
+  session.settings(certs_, sim.port());
   put_CertificatePath(session.handle(), certs_.clientExpired().c_str());
-  session.fillPurchase();
+  session.purchase();
   EXPECT_EQ(session.execute(), 0);
   EXPECT_EQ(session.field("ERROR"), "UNABLE TO INITIALISE SSL.");
   EXPECT_EQ(session.field("ERROR_DETAIL"),
@@ -119,25 +141,25 @@ TEST_F(Transaction, UnusableCertificateStopsBeforeTheHandshake) {
   // No clean-up runs on this path: the card data stay as they were.
   EXPECT_EQ(session.field("CARDDATA"), "4111111111111111");
   EXPECT_EQ(sim.stat("handshakes_full"), 0);
-  removeSessionSegment(certs_.clientExpired());
 }
 
 TEST_F(Transaction, RefusedHandshakeCannotNegotiate) {
   GatewaySim sim(certs_);
-  ClientSession session(certs_, sim.port());
+  MerchantTxn session;
+  session.settings(certs_, sim.port());
   put_CertificatePath(session.handle(), certs_.otherClientPem().c_str());
-  session.fillPurchase();
+  session.purchase();
   EXPECT_EQ(session.execute(), 0);
   EXPECT_EQ(session.field("ERROR"), "UNABLE TO CONNECT - COULD NOT NEGOTIATE SSL");
   EXPECT_EQ(session.field("RESULT"), "-1");
-  EXPECT_EQ(session.field("CVC2"), "***");
-  removeSessionSegment(certs_.otherClientPem());
+  EXPECT_EQ(session.field("CVC2"), "****");
 }
 
 TEST_F(Transaction, MissingEssentialFieldsAreReported) {
   GatewaySim sim(certs_);
-  ClientSession noType(certs_, sim.port());
-  noType.put("CARDDATA", "4111111111111111");
+  MerchantTxn noType;
+  noType.settings(certs_, sim.port());
+  put(noType.handle(), "CARDDATA", "4111111111111111");
   EXPECT_EQ(noType.execute(), 0);
   EXPECT_EQ(noType.field("ERROR"), "TRANSACTIONTYPE NOT FOUND");
   EXPECT_EQ(noType.field("ERROR_DETAIL"), "Please ensure that the Transaction Type is passed into the bundle.");
@@ -145,11 +167,10 @@ TEST_F(Transaction, MissingEssentialFieldsAreReported) {
 
   // Without a client id the client's check comes first, whatever else is
   // missing.
-  ClientSession noClient(certs_, sim.port());
-  flushBundle(noClient.handle());
+  MerchantTxn noClient;
   setServers(noClient.handle(), "127.0.0.1");
   setPort(noClient.handle(), std::to_string(sim.port()).c_str());
-  put_CertificatePath(noClient.handle(), certs_.clientPem().c_str());
+  put_CertificatePath(noClient.handle(), certs_.clientP12().c_str());
   put_CertificatePassword(noClient.handle(), certs_.password().c_str());
   EXPECT_EQ(noClient.execute(), 0);
   EXPECT_EQ(noClient.field("ERROR"), "CLIENTID NOT FOUND");
@@ -174,17 +195,18 @@ TEST_F(Transaction, GatewayFaultsEndWithTheirErrors) {
   };
   for (auto& c : cases) {
     GatewaySim sim(certs_, {"--fault", c.fault});
-    ClientSession session(certs_, sim.port());
-    session.logToFile();
-    session.fillPurchase(c.type);
+    MerchantTxn session;
+  session.settings(certs_, sim.port());
+    session.logTo(logPath());
+    session.purchase(MerchantTxn::kApprovedCard, c.type);
     EXPECT_EQ(session.execute(), c.result) << c.fault;
     EXPECT_EQ(session.field("ERROR"), c.error) << c.fault;
     EXPECT_FALSE(session.has("TIMINGS")) << c.fault;
     EXPECT_EQ(sim.stat("connections"), 1) << c.fault;
-    EXPECT_EQ(session.logText().find("Checking Transaction Status..."), std::string::npos) << c.fault;
+    EXPECT_EQ(logText().find("Checking Transaction Status..."), std::string::npos) << c.fault;
     if (c.result == 0) {
       EXPECT_EQ(session.field("RESULT"), "-1") << c.fault;
-      EXPECT_NE(session.logText().find("Transaction Failed\r\n\r\n"), std::string::npos) << c.fault;
+      EXPECT_NE(logText().find("Transaction Failed\r\n\r\n"), std::string::npos) << c.fault;
     }
     EXPECT_EQ(session.field("CARDDATA"), "411111XXXXXX1111") << c.fault;
   }
@@ -192,16 +214,18 @@ TEST_F(Transaction, GatewayFaultsEndWithTheirErrors) {
 
 TEST_F(Transaction, RepliesInSmallPiecesAreAssembled) {
   GatewaySim sim(certs_, {"--fault", "slow", "--chunk-bytes", "5", "--chunk-delay-ms", "5"});
-  ClientSession session(certs_, sim.port());
-  session.fillPurchase();
+  MerchantTxn session;
+  session.settings(certs_, sim.port());
+  session.purchase();
   EXPECT_EQ(session.execute(), 1) << session.field("ERROR");
   EXPECT_EQ(session.field("RESULT"), "0");
 }
 
 TEST_F(Transaction, LostFinalResponseIsRescuedByAStatusCheck) {
   GatewaySim sim(certs_, {"--fault", "close-before-final", "--fault-connections", "1"});
-  ClientSession session(certs_, sim.port());
-  session.fillPurchase();
+  MerchantTxn session;
+  session.settings(certs_, sim.port());
+  session.purchase();
   EXPECT_EQ(session.execute(), 1) << session.field("ERROR");
   EXPECT_EQ(session.field("TRANSACTIONTYPE"), "STATUS");
   EXPECT_EQ(session.field("RESULT"), "0");
@@ -211,8 +235,9 @@ TEST_F(Transaction, LostFinalResponseIsRescuedByAStatusCheck) {
 
 TEST_F(Transaction, EveryStatusCheckFailingGivesFourExchanges) {
   GatewaySim sim(certs_, {"--fault", "close-before-final", "--status-fault", "close-before-final"});
-  ClientSession session(certs_, sim.port());
-  session.fillPurchase("REFUND");
+  MerchantTxn session;
+  session.settings(certs_, sim.port());
+  session.purchase(MerchantTxn::kApprovedCard, "REFUND");
   EXPECT_EQ(session.execute(), 0);
   EXPECT_EQ(sim.stat("connections"), 4);
   EXPECT_EQ(sim.stat("messages_STATUS"), 3);
@@ -227,7 +252,7 @@ TEST_F(Transaction, AnotherProcessResumesTheStoredSession) {
       setenv("ZELVAN_CERT_PASSWORD", certs_.password().c_str(), 1);
       std::string port = std::to_string(sim.port());
       execl(ZV_TXN_PROGRAM, ZV_TXN_PROGRAM, "-s", "127.0.0.1", "-p", port.c_str(), "-c",
-            certs_.clientPem().c_str(), "-a", certs_.caCert().c_str(), "CLIENTID=10000001",
+            certs_.clientP12().c_str(), "-a", certs_.caCert().c_str(), "CLIENTID=10000001",
             "TRANSACTIONTYPE=PURCHASE", "CARDDATA=4111111111111111", static_cast<char*>(nullptr));
       _exit(127);
     }
@@ -240,13 +265,14 @@ TEST_F(Transaction, AnotherProcessResumesTheStoredSession) {
   for (int i = 0; i < 3; i++) EXPECT_EQ(runCli(), 0);
   EXPECT_TRUE(sim.waitForStat("handshakes_resumed", 2));
   EXPECT_EQ(sim.stat("handshakes_full"), 1);
-  removeSessionSegment(certs_.clientPem());
 }
 
 TEST_F(Transaction, BusyPoolGivesNoContextAndTriesNoOtherServer) {
   GatewaySim sim(certs_);
-  ClientSession session(certs_, sim.port(), "127.0.0.1 127.0.0.1");
-  session.fillPurchase();
+  MerchantTxn session;
+  session.settings(certs_, sim.port());
+  setServers(session.handle(), "127.0.0.1 127.0.0.1");
+  session.purchase();
   // Another thread of the process holding the pool for longer than the
   // five seconds a transaction waits for it.
   ASSERT_TRUE(get_ssl_lock());
