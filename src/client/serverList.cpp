@@ -10,6 +10,7 @@
 
 void setServers(txn* t, const char* list) {
   static const char* const kSeparators[] = {",", ";", " "};
+  if (t == nullptr) return;
   logDebugMessage(t, "Setting Servers...");
   BTokeniser tokens(list, 3, kSeparators);
   int position = 0;

@@ -131,13 +131,14 @@ txn* newBundle(void) {
 }
 
 BHashTable* flushBundle(txn* t) {
+  if (t == nullptr) return nullptr;
   trackDelete(t->bundle);
   t->bundle = newBundleTable();
   return t->bundle;
 }
 
 int put(txn* t, const char* name, const char* value) {
-  if (name == nullptr) return 0;
+  if (t == nullptr || name == nullptr) return 0;
   t->bundle->put(name, value);
   if (sameTextNoCase(name, "DEBUG")) {
     if (sameTextNoCase(value, "ON")) {
@@ -162,32 +163,38 @@ int put(txn* t, const char* name, const char* value) {
 // get() writes nothing to the log, even with DEBUG on: applications read
 // fields freely, and the values may be card data.
 char* get(txn* t, const char* name) {
+  if (t == nullptr) return nullptr;
   if (sameTextNoCase(name, "THEWORKS")) return wholeBundleText(t);
   return t->bundle->get(name);
 }
 
 int setPort(txn* t, const char* port) {
+  if (t == nullptr) return 0;
   t->bundle->put("SERVERPORT", port);
   logDebugMessage(t, "Server Port Set...");
   return logDebugPrintf(t, "\t Using Port [%s].", orEmpty(port));
 }
 
 int put_ClientID(txn* t, const char* clientId) {
+  if (t == nullptr) return 0;
   t->bundle->put("CLIENTID", clientId);
   return logDebugMessage(t, "ClientID Set.");
 }
 
 int put_CertificatePath(txn* t, const char* path) {
+  if (t == nullptr) return 0;
   t->bundle->put("_CERTIFICATEPATH", path);
   return logDebugMessage(t, "Certificate Path Set.");
 }
 
 int put_CertificatePassword(txn* t, const char* password) {
+  if (t == nullptr) return 0;
   t->bundle->put("_CERTIFICATEPASSWORD", password);
   return logDebugMessage(t, "Certificate Password Set.");
 }
 
 void cleanup(txn* t) {
+  if (t == nullptr) return;
   logDebugMessage(t, "Cleaning Up...");
   logDebugMessage(t, "\tDestroying Transaction...");
   if (t->bundle != nullptr) {

@@ -35,8 +35,10 @@
 ** is unloaded; init_client() and free_client() exist for applications that
 ** want to do so explicitly.
 **
-** No function validates its handle: passing NULL or a handle that was
-** given to cleanup() is undefined. Text arguments may be NULL where said.
+** A NULL handle is ignored: the function does nothing and returns 0 or
+** NULL (execute() returns 0). A handle that was given to cleanup() must not
+** be used again; that cannot be detected. Text arguments may be NULL where
+** said.
 */
 #ifndef ZELVAN_ZELVANCLIENT_H_
 #define ZELVAN_ZELVANCLIENT_H_

@@ -46,6 +46,20 @@ TEST(ClientBundle, TheWorksInAnyCaseIsTheWholeBundleInFreeableText) {
   }
 }
 
+TEST(ClientBundle, NullHandlesAreIgnored) {
+  EXPECT_EQ(put(nullptr, "AMOUNT", "1"), 0);
+  EXPECT_EQ(get(nullptr, "AMOUNT"), nullptr);
+  EXPECT_EQ(get(nullptr, "THEWORKS"), nullptr);
+  EXPECT_EQ(setPort(nullptr, "1"), 0);
+  EXPECT_EQ(put_ClientID(nullptr, "1"), 0);
+  EXPECT_EQ(put_CertificatePath(nullptr, "/x"), 0);
+  EXPECT_EQ(put_CertificatePassword(nullptr, "x"), 0);
+  EXPECT_EQ(flushBundle(nullptr), nullptr);
+  EXPECT_EQ(execute(nullptr), 0);
+  setServers(nullptr, "a,b");
+  cleanup(nullptr);
+}
+
 TEST(ClientLifetime, FreeThenInitWorksAgain) {
   ASSERT_TRUE(m_client_inited);
   ASSERT_NE(m_ssl_contexts, nullptr);
