@@ -13,7 +13,8 @@ const char* const kSocketMessages[] = {
     "ZV_CONNECT_EXCEPTION: An error occurred while attempting to connect a "
     "socket to a remote address and port.",
     "ZV_MALFORMED_URL_EXCEPTION: A malformed URL has occurred. Either no "
-    "legal protocol could be found in a specification string or the string "
+    "legal protocol could be found in a speci"
+    "fication string or the string "
     "could not be parsed.",
     "ZV_NO_ROUTE_TO_HOST_EXCEPTION: An error occurred while attempting to "
     "connect a socket to a remote address and port.",

@@ -12,7 +12,8 @@ TEST(BNetObject, EveryCodeHasItsExactTextAndReadingItClearsIt) {
   struct { int code; const char* text; } cases[] = {
     {1, "ZV_BIND_EXCEPTION: An error occurred while attempting to bind a socket to a local address and port."},
     {2, "ZV_CONNECT_EXCEPTION: An error occurred while attempting to connect a socket to a remote address and port."},
-    {3, "ZV_MALFORMED_URL_EXCEPTION: A malformed URL has occurred. Either no legal protocol could be found in a specification string or the string could not be parsed."},
+    {3, "ZV_MALFORMED_URL_EXCEPTION: A malformed URL has occurred. Either no legal protocol could be found in a speci"
+        "fication string or the string could not be parsed."},
     {4, "ZV_NO_ROUTE_TO_HOST_EXCEPTION: An error occurred while attempting to connect a socket to a remote address and port."},
     {5, "ZV_PORT_UNREACHABLE_EXCEPTION: An ICMP Port Unreachable message has been received on a connected datagram."},
     {6, "ZV_PROTOCOL_EXCEPTION: There is an error in the underlying protocol, such as a TCP error."},
