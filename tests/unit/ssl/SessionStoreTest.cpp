@@ -1,14 +1,9 @@
 #include <gtest/gtest.h>
 
-#include <poll.h>
 #include <sys/ipc.h>
 #include <sys/shm.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <string>
@@ -20,8 +15,6 @@
 #include "TestCertificates.h"
 #include "TlsTestServer.h"
 #include "sessionStore.h"
-
-extern char** environ;
 
 namespace {
 
@@ -61,62 +54,6 @@ bool handshakeOnce(BSSLContext& ctx, TlsTestServer& server) {
   bool connected = connectTls(ctx, socket, server.port());
   closeTls(ctx, socket);
   return connected;
-}
-
-// The second process of the cross-process test: started as this test
-// program with ZV_STORE_CHILD="<port> <result fd> <certificate> <password>",
-// it builds its first SSL context, runs one handshake and writes
-// "<handshake ok> <segment id> <resumed>" to the result descriptor.
-int runAsSecondProcess() {
-  const char* role = getenv("ZV_STORE_CHILD");
-  if (role == nullptr) return 0;
-  int port = 0, fd = -1;
-  char certificate[512] = "", password[128] = "";
-  sscanf(role, "%d %d %511s %127s", &port, &fd, certificate, password);
-  BSSLContext ctx(certificate, password, "", "child");
-  BSocket socket;
-  bool connected = connectTls(ctx, socket, port);
-  int resumed = connected ? SSL_session_reused(ctx.getSSLObject()) : -1;
-  dprintf(fd, "%d %d %d\n", connected, mSharedContainer ? mSharedContainer->segmentId : -1, resumed);
-  closeTls(ctx, socket);
-  // Leave without destructors: the store stays as a crashed or exiting
-  // client would leave it.
-  _exit(0);
-}
-const int kSecondProcess = runAsSecondProcess();
-
-// Starts this program as the second process and returns what it wrote.
-std::string runSecondProcess(int port, const std::string& certificate, const std::string& password) {
-  int result[2];
-  if (pipe(result) != 0) return "";
-  std::string role = "ZV_STORE_CHILD=" + std::to_string(port) + " " + std::to_string(result[1]) + " " +
-                     certificate + " " + password;
-  std::vector<char*> env;
-  for (char** e = environ; *e; e++) env.push_back(*e);
-  env.push_back(const_cast<char*>(role.c_str()));
-  env.push_back(nullptr);
-  char* argv[] = {const_cast<char*>("second-process"), nullptr};
-  pid_t pid = fork();
-  if (pid == 0) {
-    close(result[0]);
-    execve("/proc/self/exe", argv, env.data());
-    _exit(127);
-  }
-  close(result[1]);
-  std::string text;
-  pollfd waiting{result[0], POLLIN, 0};
-  char buffer[128];
-  while (poll(&waiting, 1, 20000) == 1) {
-    ssize_t n = read(result[0], buffer, sizeof buffer);
-    if (n <= 0) break;
-    text.append(buffer, n);
-  }
-  close(result[0]);
-  if (pid > 0) {
-    kill(pid, SIGKILL);  // only matters when it hangs
-    waitpid(pid, nullptr, 0);
-  }
-  return text;
 }
 
 class SessionStoreTest : public ::testing::Test {
@@ -251,47 +188,3 @@ TEST_F(SessionStoreTest, EveryHandshakeAfterTheFirstResumes) {
   for (auto& c : seen) EXPECT_EQ(c.version, TLS1_2_VERSION);
 }
 
-TEST_F(SessionStoreTest, StuckLockCostsAboutOneSecondAndTheHandshakeGoesOnUnresumed) {
-  TlsTestServer server(certs());
-  BSSLContext first(certs().clientPem().c_str(), certs().password().c_str(), "", "client");
-  ASSERT_TRUE(handshakeOnce(first, server));
-  mSharedContainer->lockFlag = 1;  // as a crashed holder leaves it
-
-  BSSLContext second(certs().clientPem().c_str(), certs().password().c_str(), "", "client");
-  ASSERT_NE(second.getSSLObject(), nullptr);
-  BSocket socket;
-  ASSERT_TRUE(socket.connect("127.0.0.1", server.port(), 5000));
-  auto start = std::chrono::steady_clock::now();
-  second.setSocket(socket.getSocket());
-  EXPECT_LT(secondsSince(start), 5.0);
-  EXPECT_GT(SSL_connect(second.getSSLObject()), 0);
-  closeTls(second, socket);
-
-  auto seen = server.waitForConnections(2);
-  ASSERT_EQ(seen.size(), 2u);
-  EXPECT_TRUE(seen[1].handshake);
-  EXPECT_FALSE(seen[1].resumed);
-}
-
-TEST_F(SessionStoreTest, SecondProcessSharesTheSegmentAndResumesTheStoredSession) {
-  TlsTestServer server(certs());
-  BSSLContext first(certs().clientPem().c_str(), certs().password().c_str(), "", "client");
-  ASSERT_TRUE(handshakeOnce(first, server));
-  int id = mSharedContainer->segmentId;
-  // A lock left behind by a crashed process is cleared by the next process
-  // that builds its first context.
-  mSharedContainer->lockFlag = 1;
-
-  std::string reply = runSecondProcess(server.port(), certs().clientPem(), certs().password());
-  int connected = 0, childSegment = -1, resumed = -1;
-  ASSERT_EQ(sscanf(reply.c_str(), "%d %d %d", &connected, &childSegment, &resumed), 3) << reply;
-  EXPECT_EQ(connected, 1);
-  EXPECT_EQ(childSegment, id);
-  EXPECT_EQ(resumed, 1);
-  EXPECT_EQ(mSharedContainer->lockFlag, 0);
-
-  auto seen = server.waitForConnections(2);
-  ASSERT_EQ(seen.size(), 2u);
-  EXPECT_FALSE(seen[0].resumed);
-  EXPECT_TRUE(seen[1].resumed);
-}
