@@ -34,8 +34,21 @@ class Transaction : public testing::Test {
     return all.str();
   }
 
+  // Starts the test's simulator with args.
+  GatewaySim& gateway(const std::vector<std::string>& args = {}) {
+    sim_ = std::make_unique<GatewaySim>(certs_, args);
+    return *sim_;
+  }
+  // The test's transaction, set up for the simulator.
+  MerchantTxn& merchant() {
+    txn_.settings(certs_, sim_->port());
+    return txn_;
+  }
+
   TestCertificates certs_;
   SessionStoreGuard guard_{certs_};
+  std::unique_ptr<GatewaySim> sim_;
+  MerchantTxn txn_;
 };
 
 bool anyLineStartsWith(const std::string& message, char c) {
@@ -52,9 +65,8 @@ bool anyLineStartsWith(const std::string& message, char c) {
 }  // namespace
 
 TEST_F(Transaction, PurchaseSendsTwoMessagesOnOneConnectionAndMasksCardData) {
-  GatewaySim sim(certs_);
-  MerchantTxn session;
-  session.settings(certs_, sim.port());
+  GatewaySim& sim = gateway();
+  MerchantTxn& session = merchant();
   session.logTo(logPath());
   session.purchase();
   ASSERT_EQ(session.execute(), 1) << session.field("ERROR") << " " << session.field("ERROR_DETAIL");
@@ -89,9 +101,8 @@ TEST_F(Transaction, PurchaseSendsTwoMessagesOnOneConnectionAndMasksCardData) {
 }
 
 TEST_F(Transaction, RefundSucceeds) {
-  GatewaySim sim(certs_);
-  MerchantTxn session;
-  session.settings(certs_, sim.port());
+  GatewaySim& sim = gateway();
+  MerchantTxn& session = merchant();
   session.purchase(MerchantTxn::kApprovedCard, "REFUND");
   EXPECT_EQ(session.execute(), 1) << session.field("ERROR");
   EXPECT_EQ(session.field("RESULT"), "0");
@@ -99,10 +110,9 @@ TEST_F(Transaction, RefundSucceeds) {
 }
 
 TEST_F(Transaction, FailsOverToTheNextServer) {
-  GatewaySim sim(certs_);
+  gateway();
   // 127.0.0.2 is loopback too, but the simulator listens on 127.0.0.1 only.
-  MerchantTxn session;
-  session.settings(certs_, sim.port());
+  MerchantTxn& session = merchant();
   setServers(session.handle(), "127.0.0.2, 127.0.0.1");
   session.logTo(logPath());
   session.purchase();
@@ -116,9 +126,8 @@ TEST_F(Transaction, FailsOverToTheNextServer) {
 }
 
 TEST_F(Transaction, NoServerAcceptingGivesTheSocketError) {
-  GatewaySim sim(certs_);
-  MerchantTxn session;
-  session.settings(certs_, sim.port());
+  GatewaySim& sim = gateway();
+  MerchantTxn& session = merchant();
   setServers(session.handle(), "127.0.0.2;127.0.0.3");
   session.purchase();
   EXPECT_EQ(session.execute(), 0);
@@ -129,9 +138,8 @@ TEST_F(Transaction, NoServerAcceptingGivesTheSocketError) {
 }
 
 TEST_F(Transaction, UnusableCertificateStopsBeforeTheHandshake) {
-  GatewaySim sim(certs_);
-  MerchantTxn session;
-  session.settings(certs_, sim.port());
+  GatewaySim& sim = gateway();
+  MerchantTxn& session = merchant();
   put_CertificatePath(session.handle(), certs_.clientExpired().c_str());
   session.purchase();
   EXPECT_EQ(session.execute(), 0);
@@ -145,9 +153,8 @@ TEST_F(Transaction, UnusableCertificateStopsBeforeTheHandshake) {
 }
 
 TEST_F(Transaction, RefusedHandshakeCannotNegotiate) {
-  GatewaySim sim(certs_);
-  MerchantTxn session;
-  session.settings(certs_, sim.port());
+  GatewaySim& sim = gateway();
+  MerchantTxn& session = merchant();
   put_CertificatePath(session.handle(), certs_.otherClientPem().c_str());
   session.purchase();
   EXPECT_EQ(session.execute(), 0);
@@ -157,9 +164,8 @@ TEST_F(Transaction, RefusedHandshakeCannotNegotiate) {
 }
 
 TEST_F(Transaction, MissingEssentialFieldsAreReported) {
-  GatewaySim sim(certs_);
-  MerchantTxn noType;
-  noType.settings(certs_, sim.port());
+  GatewaySim& sim = gateway();
+  MerchantTxn& noType = merchant();
   put(noType.handle(), "CARDDATA", "4111111111111111");
   EXPECT_EQ(noType.execute(), 0);
   EXPECT_EQ(noType.field("ERROR"), "TRANSACTIONTYPE NOT FOUND");
@@ -219,18 +225,16 @@ TEST_F(Transaction, GatewayFaultsEndWithTheirErrors) {
 }
 
 TEST_F(Transaction, RepliesInSmallPiecesAreAssembled) {
-  GatewaySim sim(certs_, {"--fault", "slow", "--chunk-bytes", "5", "--chunk-delay-ms", "5"});
-  MerchantTxn session;
-  session.settings(certs_, sim.port());
+  GatewaySim& sim = gateway({"--fault", "slow", "--chunk-bytes", "5", "--chunk-delay-ms", "5"});
+  MerchantTxn& session = merchant();
   session.purchase();
   EXPECT_EQ(session.execute(), 1) << session.field("ERROR");
   EXPECT_EQ(session.field("RESULT"), "0");
 }
 
 TEST_F(Transaction, LostFinalResponseIsRescuedByAStatusCheck) {
-  GatewaySim sim(certs_, {"--fault", "close-before-final", "--fault-connections", "1"});
-  MerchantTxn session;
-  session.settings(certs_, sim.port());
+  GatewaySim& sim = gateway({"--fault", "close-before-final", "--fault-connections", "1"});
+  MerchantTxn& session = merchant();
   session.purchase();
   EXPECT_EQ(session.execute(), 1) << session.field("ERROR");
   EXPECT_EQ(session.field("TRANSACTIONTYPE"), "STATUS");
@@ -240,9 +244,8 @@ TEST_F(Transaction, LostFinalResponseIsRescuedByAStatusCheck) {
 }
 
 TEST_F(Transaction, EveryStatusCheckFailingGivesFourExchanges) {
-  GatewaySim sim(certs_, {"--fault", "close-before-final", "--status-fault", "close-before-final"});
-  MerchantTxn session;
-  session.settings(certs_, sim.port());
+  GatewaySim& sim = gateway({"--fault", "close-before-final", "--status-fault", "close-before-final"});
+  MerchantTxn& session = merchant();
   session.purchase(MerchantTxn::kApprovedCard, "REFUND");
   EXPECT_EQ(session.execute(), 0);
   EXPECT_EQ(sim.stat("connections"), 4);
@@ -251,7 +254,7 @@ TEST_F(Transaction, EveryStatusCheckFailingGivesFourExchanges) {
 }
 
 TEST_F(Transaction, AnotherProcessResumesTheStoredSession) {
-  GatewaySim sim(certs_);
+  GatewaySim& sim = gateway();
   auto runCli = [&]() {
     pid_t pid = fork();
     if (pid == 0) {
@@ -274,9 +277,8 @@ TEST_F(Transaction, AnotherProcessResumesTheStoredSession) {
 }
 
 TEST_F(Transaction, BusyPoolGivesNoContextAndTriesNoOtherServer) {
-  GatewaySim sim(certs_);
-  MerchantTxn session;
-  session.settings(certs_, sim.port());
+  GatewaySim& sim = gateway();
+  MerchantTxn& session = merchant();
   setServers(session.handle(), "127.0.0.1 127.0.0.1");
   session.purchase();
   // Another thread of the process holding the pool for longer than the

@@ -121,14 +121,6 @@ class ExecuteTest(SimulatorTest):
             self.assertEqual((failure.error, failure.result), ("SIMULATED GATEWAY ERROR", "2"))
             self.assertTrue(failure.outcome.completed)
 
-    def test_lost_final_response_is_settled_by_a_status_check(self):
-        sim = self.simulator("--fault", "close-before-final")
-        with self.purchase(sim) as t:
-            result = t.execute()
-            self.assertTrue(result.approved)
-            self.assertEqual(result.transaction_type, "STATUS")
-        self.assertEqual(sim.stats().get("messages_STATUS"), 1)
-
     def test_example_script_runs_a_purchase_and_its_log_holds_no_card_number(self):
         sim = self.simulator()
         with tempfile.TemporaryDirectory() as scratch:

@@ -134,14 +134,6 @@ TEST_F(DebugLog, TransactionLessLogAppendsToTheCopiedFile) {
   EXPECT_EQ(readFile(path_), log);
 }
 
-TEST_F(DebugLog, MillisecondsStayBelowOneSecond) {
-  for (int i = 0; i < 100; i++) {
-    long ms = getMilliseconds();
-    EXPECT_GE(ms, 0);
-    EXPECT_LE(ms, 999);
-  }
-}
-
 TEST_F(DebugLog, FormattedLinesHaveNoLengthLimit) {
   txn t = {nullptr, nullptr, 1, 1};
   std::string longText(5000, 'x');
