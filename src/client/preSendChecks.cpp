@@ -13,19 +13,17 @@
 
 namespace {
 
-// Fails the check for one missing field.
-bool reportMissing(txn* t, const char* logLine, const char* error, const char* detail) {
+// Fails a check: logs logLine and stores ERROR and RESULT "-1".
+bool reportFailure(txn* t, const char* logLine, const char* error) {
   logDebugMessage(t, logLine);
   storeFailure(t, error);
-  t->bundle->put("ERROR_DETAIL", detail);
   return false;
 }
 
-// Fails the certificate check.
-bool reportUnidentified(txn* t, const char* logLine, const char* error) {
-  logDebugMessage(t, logLine);
-  storeFailure(t, error);
-  return false;
+// Fails the check for one missing field, with a sentence saying what to do.
+bool reportMissing(txn* t, const char* logLine, const char* error, const char* detail) {
+  t->bundle->put("ERROR_DETAIL", detail);
+  return reportFailure(t, logLine, error);
 }
 
 }  // namespace
@@ -34,11 +32,11 @@ bool validCertificate(txn* t, BSSLContext* ctx) {
   logDebugMessage(t, "\t\tSocket Open, Continuing...");
   switch (checkPeerCertificate(ctx)) {
     case kPeerCertificateMissing:
-      return reportUnidentified(t, "\t\t Server Certificate problem.", "UNABLE TO GET SERVER CERTIFICATE");
+      return reportFailure(t, "\t\t Server Certificate problem.", "UNABLE TO GET SERVER CERTIFICATE");
     case kPeerSubjectUnreadable:
-      return reportUnidentified(t, "\t\t Unable to identify Server - subject name.", "UNABLE TO IDENTIFY SERVER");
+      return reportFailure(t, "\t\t Unable to identify Server - subject name.", "UNABLE TO IDENTIFY SERVER");
     case kPeerIssuerUnreadable:
-      return reportUnidentified(t, "\t\t Unable to identify Server - issuer name.", "UNABLE TO IDENTIFY SERVER");
+      return reportFailure(t, "\t\t Unable to identify Server - issuer name.", "UNABLE TO IDENTIFY SERVER");
     case kPeerCertificateReadable:
       break;
   }

@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
-#include <strings.h>
 
 #include "BHashTable.h"
 #include "BPlatform.h"
@@ -162,9 +161,8 @@ bool tryServer(Exchange& x, int index, int port, const Credentials& c, bool* fat
   x.log("\t\tGot ssl context");
   if (x.ctx == nullptr || x.ctx->getSSLObject() == nullptr) {
     std::string detail = x.ctx == nullptr ? "Unable to obtain an ssl context object." : x.ctx->getError();
-    x.bundle->put("ERROR", "UNABLE TO INITIALISE SSL.");
+    x.fail("UNABLE TO INITIALISE SSL.");
     x.bundle->put("ERROR_DETAIL", detail.c_str());
-    x.bundle->put("RESULT", "-1");
     logDebugPrintf(x.t, "\t\t\tError during SSL initialisation: [%s];", detail.c_str());
     // The card data stay as they are on this path (no clean-up runs), but
     // the socket is closed and a context that failed to load goes back to
@@ -209,7 +207,7 @@ bool DoTransaction(void* handle) {
   int port = atoi(x.field("SERVERPORT").c_str());
   // A missing type is no status check, so that the parameter check can
   // report it.
-  bool statusCheck = strcasecmp(x.field("TRANSACTIONTYPE").c_str(), "STATUS") == 0;
+  bool statusCheck = sameTextNoCase(x.bundle->get("TRANSACTIONTYPE"), "STATUS");
   int64_t initTime = x.lap();
 
   x.log("\t\tOpening Socket...");

@@ -1,5 +1,4 @@
 #include <cstdio>
-#include <strings.h>
 
 #include "BHashTable.h"
 #include "BPlatform.h"
@@ -24,7 +23,7 @@ const char* fieldOrPlaceholder(txn* t, const char* name) {
 
 bool isPurchaseOrRefund(txn* t) {
   const char* type = t->bundle->get("TRANSACTIONTYPE");
-  return type != nullptr && (strcasecmp(type, "PURCHASE") == 0 || strcasecmp(type, "REFUND") == 0);
+  return sameTextNoCase(type, "PURCHASE") || sameTextNoCase(type, "REFUND");
 }
 
 void logSummary(txn* t, bool succeeded) {
