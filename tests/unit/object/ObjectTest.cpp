@@ -33,16 +33,6 @@ TEST(Object, RootEqualityAndHashAreDegenerate) {
   EXPECT_STREQ(textForm->buffer(), "class of type 'BObject:BInteger'");
 }
 
-TEST(Object, ClassPaths) {
-  BInteger i(1);
-  BBoolean b(1);
-  BPointer p(nullptr);
-  EXPECT_STREQ(i.classType(), "BObject:BInteger");
-  EXPECT_STREQ(b.classType(), "BObject:BBoolean");
-  EXPECT_STREQ(p.classType(), "BObject:BPointer");
-  EXPECT_STREQ(BString::staticType(), "BObject:BString");
-}
-
 TEST(ValueBoxes, HashAndCompareByValue) {
   BInteger minusOne(-1), a(7), b(7);
   EXPECT_EQ(minusOne.hashCode(), -1);
