@@ -5,9 +5,10 @@
 #include <cstring>
 #include <string>
 
+#include "BBase64Encoder.h"
 #include "BByteArray.h"
+#include "BSimpleEncoder.h"
 #include "BString.h"
-#include "globalEncoders.h"
 #include "fuzzSupport.h"
 
 namespace {

@@ -29,6 +29,6 @@ void setServers(txn* t, const char* list) {
   }
   char count[16];
   snprintf(count, sizeof count, "%i", position);
-  t->bundle->put("SERVERCOUNT", count);
+  t->bundle->put("SERVERCOUNT", static_cast<const char*>(count));
   logDebugMessage(t, "Finished Setting Servers.");
 }

@@ -285,9 +285,9 @@ bool DoTransaction(void* handle) {
            static_cast<unsigned long>(initTime), static_cast<unsigned long>(socketTime),
            static_cast<unsigned long>(certTime), static_cast<unsigned long>(wireTime),
            static_cast<unsigned long>(moreWireTime), static_cast<unsigned long>(cleanupTime));
-  x.bundle->put("TIMINGS", text);
+  x.bundle->put("TIMINGS", static_cast<const char*>(text));
   snprintf(text, sizeof text, "%d keys - %d objects", m_ssl_contexts ? m_ssl_contexts->size() : 0,
            get_ssl_object_count());
-  x.bundle->put("NUM_SSL_OBJECTS", text);
+  x.bundle->put("NUM_SSL_OBJECTS", static_cast<const char*>(text));
   return true;
 }

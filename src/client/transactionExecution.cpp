@@ -58,7 +58,7 @@ bool run(txn* t) {
   int64_t total = GetTickCount() - start;
   char text[32];
   snprintf(text, sizeof text, "%lu", static_cast<unsigned long>(total));
-  t->bundle->put("TOTAL_TIME", text);
+  t->bundle->put("TOTAL_TIME", static_cast<const char*>(text));
   if (t->debugOn) {
     logDebugPrintf(t, "\tTotal Execution Time\t : [%lu] seconds ", static_cast<unsigned long>(total / 1000));
     logDebugPrintf(t, "\tWire Time\t\t\t\t : %s", fieldOrPlaceholder(t, "WIRE_TIME"));

@@ -39,7 +39,7 @@ BString* BBase64Encoder::encode(const unsigned char* data, long n) {
 }
 
 BByteArray* BBase64Encoder::decode(const char* text, long n) {
-  long count = countEncodingChars(text, n, kBase64Mapping, kLastAlphabetValue);
+  long count = countEncodingCharsLong(text, n, kBase64Mapping, kLastAlphabetValue);
   long size = count / 4;
   switch (count % 4) {
     case 1:

@@ -1,10 +1,26 @@
 #ifndef ZELVAN_BBASE64ENCODER_H_
 #define ZELVAN_BBASE64ENCODER_H_
 
+#include "BByteArray.h"
 #include "BObject.h"
+#include "BString.h"
 
-class BByteArray;
-class BString;
+// The Base64 alphabet, then the pad character "=" at index 64.
+extern const char kBase64Chars[66];
+
+// Base64 decode table: the value 0 to 63 of each alphabet byte, 255 for
+// every other byte (the pad and white space included). Zeroed until
+// initBase64Codes() (every BBase64Encoder constructor calls it) fills it.
+extern unsigned char kBase64Mapping[256];
+
+// Fills kBase64Mapping, once per process; later calls do nothing.
+void initBase64Codes();
+
+// Returns how many of the first n bytes of text have a mapping value (the
+// byte taken as unsigned) of at most max: the number of digits of an
+// encoding among them. 0 for a null text or mapping or for n < 1.
+// mapping must hold 256 entries (kBase64Mapping, kCharMapping).
+int countEncodingChars(const char* text, int n, const unsigned char* mapping, unsigned char max);
 
 // Base64 (the standard alphabet with "=" padding, no line breaks) between
 // bytes and text. Holds no state; the library's instance is
@@ -34,5 +50,10 @@ class BBase64Encoder : public BObject {
 
   const char* classType() override;
 };
+
+// The library's Base64 encoder, built when the library is loaded and
+// destroyed when it is unloaded; not ready during the static construction
+// of other files.
+extern BBase64Encoder kBase64Encoder;
 
 #endif  // ZELVAN_BBASE64ENCODER_H_

@@ -2,8 +2,9 @@
 
 #include <cstring>
 
+#include "BBase64Encoder.h"
+#include "BSimpleEncoder.h"
 #include "BString.h"
-#include "globalEncoders.h"
 #include "memTrack.h"
 
 BByteArray::BByteArray(unsigned char* data, int64_t size, int mode)

@@ -44,7 +44,7 @@ BByteArray* BSimpleEncoder::decode(const char* text, long n) {
   // than dividing by zero.
   if (m_digits < 1) return nullptr;
   unsigned char lastDigit = static_cast<unsigned char>(m_base - 1);
-  long count = countEncodingChars(text, n, kCharMapping, lastDigit);
+  long count = countEncodingCharsLong(text, n, kCharMapping, lastDigit);
   if (count < 1) return nullptr;
   long size = count / m_digits;
   if (count % m_digits != 0 && gVerbose) {

@@ -1,10 +1,24 @@
 #ifndef ZELVAN_BSIMPLEENCODER_H_
 #define ZELVAN_BSIMPLEENCODER_H_
 
+#include "BByteArray.h"
 #include "BObject.h"
+#include "BString.h"
 
-class BByteArray;
-class BString;
+// Digits of the base-N encoders, base 16 at most. Upper case only.
+extern const char kEncodingChars[17];
+
+// Base-N decode table: "0"-"9" give 0-9, "A"-"F" give 10-15, every other
+// byte 255; lower-case "a"-"f" are not digits. Zeroed until
+// initCharMapping() (every BSimpleEncoder constructor calls it) fills it.
+extern unsigned char kCharMapping[256];
+
+// Fills kCharMapping, once per process; later calls do nothing.
+void initCharMapping();
+
+// Counts the bytes of text that are digits under mapping (see
+// BBase64Encoder.h, which declares it too).
+int countEncodingChars(const char* text, int n, const unsigned char* mapping, unsigned char max);
 
 // Writes every byte as a fixed number of upper-case digits in a base from
 // 2 to 16 (two in base 16, three in base 10, eight in base 2) and reads
@@ -54,5 +68,11 @@ class BSimpleEncoder : public BObject {
   // m_digits + 1 powers of the base, element i = base^i; owned.
   int* m_powers;
 };
+
+// The library's hex (base 16) and decimal (base 10) encoders, built in
+// this order when the library is loaded and destroyed when it is
+// unloaded; not ready during the static construction of other files.
+extern BSimpleEncoder kHexEncoder;
+extern BSimpleEncoder kDecimalEncoder;
 
 #endif  // ZELVAN_BSIMPLEENCODER_H_

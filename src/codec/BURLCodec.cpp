@@ -3,9 +3,14 @@
 #include <climits>
 #include <string>
 
-#include "codecTables.h"
+#include "BSimpleEncoder.h"
 #include "memTrack.h"
 
+namespace {
+
+// Class of each byte 0x00 to 0x7F: 0 control, 1 plain (letters, digits and
+// ! $ ' ( ) * + , - . _), 2 unsafe (space and " # % < > [ \ ] ^ ` { | } ~),
+// 4 reserved (& / : ; = ? @).
 // clang-format off
 const unsigned char kURLCharClasses[128] = {
   0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,  // 0x00
@@ -18,6 +23,8 @@ const unsigned char kURLCharClasses[128] = {
   1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 2, 2, 2, 2, 0,  // 0x70 p-z {|}~ DEL
 };
 // clang-format on
+
+}  // namespace
 
 int32_t _flags = 1;
 

@@ -6,11 +6,6 @@
 #include "BObject.h"
 #include "BString.h"
 
-// Class of each byte 0x00 to 0x7F for URL encoding: 0 control, 1 plain
-// (letters, digits and ! $ ' ( ) * + , - . _), 2 unsafe (space and
-// " # % < > [ \ ] ^ ` { | } ~), 4 reserved (& / : ; = ? @).
-extern const unsigned char kURLCharClasses[128];
-
 // Which classes BURLCodec::encode passes unescaped: a byte passes when its
 // class ANDed with this mask is non-zero. Initially 1 (plain only); an
 // application may widen it, e.g. to 5 to let reserved bytes pass too.

@@ -1,5 +1,8 @@
 #include "codecTables.h"
 
+#include "BBase64Encoder.h"
+#include "BSimpleEncoder.h"
+
 const char kBase64Chars[66] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/=";
 unsigned char kBase64Mapping[256];
 const char kEncodingChars[17] = "0123456789ABCDEF";
@@ -28,10 +31,10 @@ void initBase64Codes() { fillMapping(kBase64Mapping, kBase64Chars, 64, base64Map
 void initCharMapping() { fillMapping(kCharMapping, kEncodingChars, 16, charMappingReady); }
 
 int countEncodingChars(const char* text, int n, const unsigned char* mapping, unsigned char max) {
-  return static_cast<int>(countEncodingChars(text, static_cast<long>(n), mapping, max));
+  return static_cast<int>(countEncodingCharsLong(text, n, mapping, max));
 }
 
-long countEncodingChars(const char* text, long n, const unsigned char* mapping, unsigned char max) {
+long countEncodingCharsLong(const char* text, long n, const unsigned char* mapping, unsigned char max) {
   if (text == nullptr || mapping == nullptr || n < 1) return 0;
   long count = 0;
   for (long i = 0; i < n; i++) {

@@ -1,4 +1,5 @@
-#include "globalEncoders.h"
+#include "BBase64Encoder.h"
+#include "BSimpleEncoder.h"
 
 // Defined together so that they are built in this order.
 BSimpleEncoder kHexEncoder(16);

@@ -23,7 +23,7 @@ BObject* BHashTable::get(BObject* key) {
   return bucketFor(key->hashCode())->get(key);
 }
 
-char* BHashTable::get(const char* key) {
+char* BHashTable::get(char* key) {
   BString probe(key);
   BObject* value = get(&probe);
   if (value == nullptr || !value->instanceOf(BString::staticType())) return nullptr;
@@ -42,12 +42,12 @@ BString* BHashTable::getString(const char* key) {
   return getString(&probe);
 }
 
-bool BHashTable::contains(BObject* key) {
+unsigned char BHashTable::contains(BObject* key) {
   if (m_buckets == nullptr || key == nullptr) return false;
   return bucketFor(key->hashCode())->contains(key);
 }
 
-bool BHashTable::contains(const char* key) {
+unsigned char BHashTable::contains(char* key) {
   BString probe(key);
   return contains(&probe);
 }
@@ -58,7 +58,7 @@ void BHashTable::put(BObject** key, BObject* value, unsigned char ownKey, unsign
   bucketFor((*key)->hashCode())->put(key, value, ownKey, ownValue);
 }
 
-void BHashTable::put(const char* key, const char* value) {
+void BHashTable::put(char* key, char* value) {
   BObject* keyObject = trackNew(new BString(key), "key string wrapper");
   BObject* valueObject = trackNew(new BString(value), "value string wrapper");
   put(&keyObject, valueObject, 1, 1);
@@ -69,7 +69,7 @@ void BHashTable::remove(BObject* key) {
   bucketFor(key->hashCode())->remove(key);
 }
 
-void BHashTable::remove(const char* key) {
+void BHashTable::remove(char* key) {
   BString probe(key);
   remove(&probe);
 }

@@ -15,6 +15,12 @@ class BString;
 // never stored. Not thread-safe.
 class BHashTable : public BMap {
  public:
+  // The constant-text forms of get, contains, put and remove.
+  using BMap::contains;
+  using BMap::get;
+  using BMap::put;
+  using BMap::remove;
+
   BHashTable();
   // free(): every entry is deleted with what it owns.
   ~BHashTable() override;
@@ -24,15 +30,15 @@ class BHashTable : public BMap {
   // absent, its value is not a BString, or the value never held text (an
   // empty value reads like a missing one). The pointer belongs to the
   // table: valid until the entry's value is replaced or removed.
-  char* get(const char* key) override;
-  bool contains(BObject* key) override;
-  bool contains(const char* key) override;
+  char* get(char* key) override;
+  unsigned char contains(BObject* key) override;
+  unsigned char contains(char* key) override;
   // Requires *key to be non-null; a null key is refused and the caller
   // keeps both objects.
   void put(BObject** key, BObject* value, unsigned char ownKey, unsigned char ownValue) override;
-  void put(const char* key, const char* value) override;
+  void put(char* key, char* value) override;
   void remove(BObject* key) override;
-  void remove(const char* key) override;
+  void remove(char* key) override;
   // Keys (values) bucket by bucket; the caller deletes the vector, never
   // its elements.
   BVector* getKeys() override;

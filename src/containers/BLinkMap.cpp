@@ -23,16 +23,16 @@ BObject* BLinkMap::get(BObject* key) {
   return entry ? entry->value() : nullptr;
 }
 
-char* BLinkMap::get(const char* key) {
+char* BLinkMap::get(char* key) {
   BString probe(key);
   BObject* value = get(&probe);
   if (value == nullptr || !value->instanceOf(BString::staticType())) return nullptr;
   return static_cast<BString*>(value)->buffer();
 }
 
-bool BLinkMap::contains(BObject* key) { return getEntry(key) != nullptr; }
+unsigned char BLinkMap::contains(BObject* key) { return getEntry(key) != nullptr; }
 
-bool BLinkMap::contains(const char* key) {
+unsigned char BLinkMap::contains(char* key) {
   BString probe(key);
   return contains(&probe);
 }
@@ -53,7 +53,7 @@ void BLinkMap::put(BObject** key, BObject* value, unsigned char ownKey, unsigned
   m_count++;
 }
 
-void BLinkMap::put(const char* key, const char* value) {
+void BLinkMap::put(char* key, char* value) {
   BObject* keyObject = trackNew(new BString(key), "key string wrapper");
   BObject* valueObject = trackNew(new BString(value), "value string wrapper");
   put(&keyObject, valueObject, 1, 1);
@@ -76,7 +76,7 @@ void BLinkMap::remove(BObject* key) {
   }
 }
 
-void BLinkMap::remove(const char* key) {
+void BLinkMap::remove(char* key) {
   BString probe(key);
   remove(&probe);
 }

@@ -3,7 +3,7 @@
 
 #include "BMap.h"
 
-class BLinkMapEntry;
+#include "BLinkMapEntry.h"
 
 // A complete BMap kept as one singly linked chain of entries, newest
 // first. Every bucket of a BHashTable is one. All ownership rules live in
@@ -11,6 +11,12 @@ class BLinkMapEntry;
 // is never looked up, so each put() with a null key adds an entry.
 class BLinkMap : public BMap {
  public:
+  // The constant-text forms of get, contains, put and remove.
+  using BMap::contains;
+  using BMap::get;
+  using BMap::put;
+  using BMap::remove;
+
   BLinkMap();
   // free(): every entry is deleted with what it owns.
   ~BLinkMap() override;
@@ -21,14 +27,14 @@ class BLinkMap : public BMap {
   BObject* get(BObject* key) override;
   // The text of the BString stored under key; null when the key is absent
   // or its value is not a BString.
-  char* get(const char* key) override;
-  bool contains(BObject* key) override;
-  bool contains(const char* key) override;
+  char* get(char* key) override;
+  unsigned char contains(BObject* key) override;
+  unsigned char contains(char* key) override;
   void put(BObject** key, BObject* value, unsigned char ownKey, unsigned char ownValue) override;
-  void put(const char* key, const char* value) override;
+  void put(char* key, char* value) override;
   // Removes the first entry whose key key->equals(); nothing for null.
   void remove(BObject* key) override;
-  void remove(const char* key) override;
+  void remove(char* key) override;
   // Keys (values) in chain order, newest first. The caller deletes the
   // vector, never its elements.
   BVector* getKeys() override;

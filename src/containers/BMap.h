@@ -2,9 +2,8 @@
 #define ZELVAN_BMAP_H_
 
 #include "BObject.h"
-
-class BString;
-class BVector;
+#include "BString.h"
+#include "BVector.h"
 
 // The abstract map of the object library, over BObject keys and values,
 // with a text form of the whole map that is also the gateway's message
@@ -27,21 +26,21 @@ class BMap : public BObject {
   // The value stored under an equal key, or null.
   virtual BObject* get(BObject* key) = 0;
   // The text of the BString stored under key, or null (also for a value of
-  // another class). The pointer belongs to the map.
-  virtual char* get(const char* key) = 0;
-  virtual bool contains(BObject* key) = 0;
-  virtual bool contains(const char* key) = 0;
+  // another class). The pointer belongs to the map. key is only read.
+  virtual char* get(char* key) = 0;
+  virtual unsigned char contains(BObject* key) = 0;
+  virtual unsigned char contains(char* key) = 0;
   // Stores value under *key. An equal key already present keeps its key
   // object and takes the value (an owned old value is deleted); the
   // passed key is then deleted and *key set to null when ownKey is set.
   virtual void put(BObject** key, BObject* value, unsigned char ownKey,
                    unsigned char ownValue) = 0;
   // Stores copies of key and value, both owned by the map. A null value
-  // stores an empty string.
-  virtual void put(const char* key, const char* value) = 0;
+  // stores an empty string. key and value are only read.
+  virtual void put(char* key, char* value) = 0;
   // Removes the entry of an equal key, deleting what it owns.
   virtual void remove(BObject* key) = 0;
-  virtual void remove(const char* key) = 0;
+  virtual void remove(char* key) = 0;
   // A new vector of the map's keys (values), unmanaged: they stay the
   // map's and are valid while the map holds them. Element i of the one
   // belongs to element i of the other. The caller deletes the vector.
@@ -51,6 +50,19 @@ class BMap : public BObject {
   virtual int clear() = 0;
   virtual int free() = 0;
   virtual int size() = 0;
+
+  // The text-key operations for constant texts (literals, c_str()). The
+  // virtual forms take char* keys, which they only read, so these hand the
+  // same text on to them: a subclass overrides the char* form alone.
+  char* get(const char* key) { return get(const_cast<char*>(key)); }
+  unsigned char contains(const char* key) { return contains(const_cast<char*>(key)); }
+  // GCC still lets a literal convert to char*, so with GCC a put() that
+  // mixes a literal and a char* matches both forms equally: pass both as
+  // const char* (or both as char*). A null value works with either.
+  void put(const char* key, const char* value) {
+    put(const_cast<char*>(key), const_cast<char*>(value));
+  }
+  void remove(const char* key) { remove(const_cast<char*>(key)); }
 
   // The text form, leaving out the keys that the filters exclude. Each
   // filter in turn decides for a key: an empty or null filter excludes it,

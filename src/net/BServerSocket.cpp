@@ -27,8 +27,7 @@ BServerSocket::~BServerSocket() {
 
 const char* BServerSocket::classType() { return "BObject:BServerSocket"; }
 
-BSocket* BServerSocket::makeSocket(int fd, const sockaddr_in* remote,
-                                   const sockaddr_in* local) {
+BSocket* BServerSocket::makeSocket(int fd, sockaddr_in* remote, sockaddr_in* local) {
   if (fd == -1) return nullptr;
   return new BSocket(fd, remote, local);
 }

@@ -4,10 +4,9 @@
 #include <netinet/in.h>
 
 #include "BObject.h"
+#include "BSocket.h"
 
-class BSocket;
 class BSocketAddress;
-class BString;
 
 // The listening IPv4 TCP socket of the object library: bind, listen and
 // accept, each accepted connection handed out as a BSocket. Failures are
@@ -35,8 +34,7 @@ class BServerSocket : public BObject {
   // Returns a new BSocket for an accepted descriptor fd, or null when fd
   // is -1. accept() calls it, so a subclass can hand out its own socket
   // class. The caller deletes the result.
-  virtual BSocket* makeSocket(int fd, const sockaddr_in* remote,
-                              const sockaddr_in* local);
+  virtual BSocket* makeSocket(int fd, sockaddr_in* remote, sockaddr_in* local);
 
   // The descriptor is not -1.
   bool isOpen();

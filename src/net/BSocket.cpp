@@ -53,7 +53,7 @@ BSocket::~BSocket() {
 
 const char* BSocket::classType() { return "BNetObject:BSocket"; }
 
-bool BSocket::connect(const char* host, int port) {
+bool BSocket::connect(char* host, int port) {
   if (socket == -1 || connected) return false;
   delete remoteAddress;
   remoteAddress = new BSocketAddress(host, port);
@@ -64,7 +64,7 @@ bool BSocket::connect(const char* host, int port) {
   return true;
 }
 
-bool BSocket::connect(const char* host, int port, int timeoutMs) {
+bool BSocket::connect(char* host, int port, int timeoutMs) {
   bool result = false;
   if (socket == -1 || connected) {
     setError(2);
@@ -125,7 +125,7 @@ int BSocket::read(char* buf, int len) {
   return n <= 0 ? -1 : static_cast<int>(n);
 }
 
-int BSocket::write(const char* buf, int len) {
+int BSocket::write(char* buf, int len) {
   if (socket == -1 || !connected || len < 0) return -1;
   // MSG_NOSIGNAL: a peer that has gone away makes this call fail with -1
   // instead of raising SIGPIPE in the application's process.

@@ -6,7 +6,6 @@
 #include "BNetObject.h"
 
 class BSocketAddress;
-class BString;
 
 // The IPv4 TCP client socket of the library: a plain POSIX stream socket
 // with a connect that gives up after a time-out and waits bounded by a
@@ -38,14 +37,14 @@ class BSocket : public BNetObject {
   // Blocking connect to host (a name or a dotted address) and port. False,
   // without an error code, when the descriptor is closed, the socket is
   // already connected or the connect fails.
-  virtual bool connect(const char* host, int port);
+  virtual bool connect(char* host, int port);
 
   // Connect that waits at most timeoutMs (500 or more) for each address
   // of host. A dotted address is connected to directly; a name is resolved
   // and its addresses tried in order until one answers. Leaves the socket
   // in blocking mode whatever the outcome. On failure the error code says
   // why (2, 8, 12, 13, 14 or 15).
-  virtual bool connect(const char* host, int port, int timeoutMs);
+  virtual bool connect(char* host, int port, int timeoutMs);
 
   // Receives up to len bytes into buf. Returns the number received, or -1
   // for a closed or unconnected socket, an error, or a peer that has
@@ -53,8 +52,8 @@ class BSocket : public BNetObject {
   virtual int read(char* buf, int len);
 
   // Sends len bytes of buf with a single send (a partial send is not
-  // continued). Returns the number sent or -1.
-  virtual int write(const char* buf, int len);
+  // continued). Returns the number sent or -1. buf is only read.
+  virtual int write(char* buf, int len);
 
   // The descriptor, -1 when closed.
   virtual int getSocket();
@@ -83,6 +82,15 @@ class BSocket : public BNetObject {
   // code 7.
   virtual bool waitforConnect(int timeoutMs);
   virtual bool waitforData(int timeoutMs);
+
+  // connect() and write() for constant texts. The virtual forms take
+  // char*, which they only read, so these hand the same text on to them:
+  // a subclass overrides the char* forms alone.
+  bool connect(const char* host, int port) { return connect(const_cast<char*>(host), port); }
+  bool connect(const char* host, int port, int timeoutMs) {
+    return connect(const_cast<char*>(host), port, timeoutMs);
+  }
+  int write(const char* buf, int len) { return write(const_cast<char*>(buf), len); }
 
   // The descriptor is not -1.
   bool isOpen();

@@ -20,6 +20,9 @@ extern unsigned char mVerbose;
 class BSocketLibrary : public BObject {
  public:
   BSocketLibrary();
+  // A copy would release a user that it never registered.
+  BSocketLibrary(const BSocketLibrary&) = delete;
+  BSocketLibrary& operator=(const BSocketLibrary&) = delete;
   ~BSocketLibrary() override;
 
   const char* classType() override;

@@ -3,9 +3,8 @@
 
 #include <cstdint>
 
+#include "BHashTable.h"
 #include "BObject.h"
-
-class BHashTable;
 
 // The tracker's table: BPointer keys (block addresses), BString values
 // (labels); null while no table exists.
@@ -25,6 +24,8 @@ extern unsigned char kTracePause;
 class BMemoryTable : public BObject {
  public:
   BMemoryTable();
+  BMemoryTable(const BMemoryTable&) = delete;
+  BMemoryTable& operator=(const BMemoryTable&) = delete;
   // Frees the global table if one exists.
   ~BMemoryTable() override;
   const char* classType() override;

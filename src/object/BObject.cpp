@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "BMemoryTable.h"
 #include "BString.h"
+#include "memTrack.h"
 
 unsigned char gVerbose = 1;
 
@@ -28,9 +28,7 @@ BString* BObject::toString() {
   // Class paths are a few dozen bytes; 256 leaves ample room.
   char text[256];
   snprintf(text, sizeof text, "class of type '%s'", classType());
-  BString* result = new BString(text);
-  BMemoryTable::createEvent(result, "object to string object");
-  return result;
+  return trackNew(new BString(text), "object to string object");
 }
 
 const char* BObject::classType() { return "BObject"; }

@@ -51,4 +51,9 @@ class BObject {
   unsigned char m_verbose;
 };
 
+// toString() hands out a BString for the caller to delete, so whoever
+// includes this header can also delete it. Included after BObject is
+// complete, since BString derives from it.
+#include "BString.h"
+
 #endif  // ZELVAN_BOBJECT_H_

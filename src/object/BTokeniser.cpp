@@ -75,7 +75,9 @@ char* BTokeniser::get(int i) {
 BString* BTokeniser::getString(int i, unsigned char) {
   BObject* token = m_tokens.get(i, 0);
   if (token == nullptr || !token->instanceOf(BString::staticType())) return nullptr;
-  return static_cast<BString*>(token);
+  // An empty token never held text; it reads as null, like a missing one.
+  BString* text = static_cast<BString*>(token);
+  return text->buffer() != nullptr ? text : nullptr;
 }
 
 int BTokeniser::free() { return m_tokens.free(); }

@@ -7,15 +7,18 @@
 // allocates is announced with a label and its release is announced before
 // it is deleted.
 
-// True unless the tracker is certain to ignore a report: it has a table
-// and is paused. Code may then skip work done only for the tracker's sake.
-inline bool trackerListening() { return kMemoryTable == nullptr || !kTracePause; }
+// True while the tracker records. The library reports its own blocks only
+// then: a report while paused would create the tracker's table (as a
+// direct BMemoryTable::createEvent() does), and a process whose table
+// exists before trace(1) never starts recording. Code may skip work done
+// only for the tracker's sake while this is false.
+inline bool trackerListening() { return !kTracePause; }
 
 // Reports p to the tracker under label and returns it.
 template <class T>
 T* trackNew(T* p, const char* label) {
-  // A paused tracker whose table exists ignores the report: skipping the
-  // call here spares every allocation of a transaction a function call.
+  // Skipping the call while paused also spares every allocation of a
+  // transaction a function call.
   if (trackerListening()) BMemoryTable::createEvent(p, label);
   return p;
 }

@@ -4,9 +4,10 @@
 #include <random>
 #include <string>
 
+#include "BBase64Encoder.h"
+#include "BSimpleEncoder.h"
 #include "BURLCodec.h"
 #include "codecTestSupport.h"
-#include "globalEncoders.h"
 
 namespace {
 

@@ -2,8 +2,9 @@
 
 #include <string>
 
+#include "BBase64Encoder.h"
+#include "BSimpleEncoder.h"
 #include "codecTestSupport.h"
-#include "globalEncoders.h"
 
 namespace {
 

@@ -25,7 +25,7 @@ TEST(BServerSocket, ListenNeedsABindAndTakesAQueueOfAtLeastOne) {
 TEST(BServerSocket, AcceptNarratesAndHandsOutSocketsThroughMakeSocket) {
   struct Counting : LoopbackServer {
     int made = 0;
-    BSocket* makeSocket(int fd, const sockaddr_in* remote, const sockaddr_in* local) override {
+    BSocket* makeSocket(int fd, sockaddr_in* remote, sockaddr_in* local) override {
       ++made;
       return BServerSocket::makeSocket(fd, remote, local);
     }

@@ -33,8 +33,19 @@ TEST_F(MemoryTable, ReportWithoutTableSaysSo) {
   EXPECT_EQ(GetCapturedStdout(), "Memory Table report - table not active\n");
 }
 
-TEST_F(MemoryTable, PausedTableRecordsNothing) {
+TEST_F(MemoryTable, LibraryAllocationsWhilePausedLeaveNoTable) {
+  BMemoryTable::free();
   BString s("made while paused");
+  delete s.toString();
+  CaptureStdout();
+  BMemoryTable::report();
+  EXPECT_EQ(GetCapturedStdout(), "Memory Table report - table not active\n");
+}
+
+TEST_F(MemoryTable, DirectEventWhilePausedMakesAnEmptyTableThatTraceLeavesPaused) {
+  BMemoryTable::free();
+  int block = 0;
+  BMemoryTable::createEvent(&block, "made while paused");
   CaptureStdout();
   BMemoryTable::report();
   EXPECT_EQ(GetCapturedStdout(),
@@ -86,7 +97,8 @@ TEST_F(MemoryTable, FreeLeavesTracingPausedAndTheNextEventStartsAgain) {
   BMemoryTable::trace(0);
   EXPECT_EQ(kMemoryTable, nullptr);
   EXPECT_EQ(kTracePause, 1);
-  BString s("x");
+  int block = 0;
+  BMemoryTable::createEvent(&block, "x");
   ASSERT_NE(kMemoryTable, nullptr);
   EXPECT_EQ(kMemoryTable->size(), 0);
 }

@@ -50,8 +50,7 @@ TEST(Tokeniser, EmptyAndMissingTokensReadAsNull) {
   BTokeniser t("a,,b", 1, comma);
   ASSERT_EQ(t.size(), 3);
   EXPECT_EQ(t.get(1), nullptr);
-  ASSERT_NE(t.getString(1, 0), nullptr);
-  EXPECT_EQ(t.getString(1, 0)->length(), 0);
+  EXPECT_EQ(t.getString(1, 0), nullptr);
   EXPECT_EQ(t.get(-1), nullptr);
   EXPECT_EQ(t.get(t.size()), nullptr);
   EXPECT_EQ(t.getString(3, 1), nullptr);
