@@ -1,0 +1,206 @@
+// Subclasses written with the documented virtual signatures, each marked
+// override, so that a signature that drifts stops this file compiling;
+// the calls go through base pointers and must reach the subclasses. Links
+// the shared library only, as an application does.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <set>
+#include <string>
+
+#include "BHashTable.h"
+#include "BLinkMap.h"
+#include "BMap.h"
+#include "BMemoryTable.h"
+#include "BServerSocket.h"
+#include "BSocket.h"
+#include "zelvanclient.h"
+
+using testing::internal::CaptureStdout;
+using testing::internal::GetCapturedStdout;
+
+namespace {
+
+using Calls = std::multiset<std::string>;
+
+struct Root : BObject {
+  Calls calls;
+  int64_t hashCode() override { return calls.insert("hashCode"), 7; }
+  bool equals(BObject*) override { return calls.insert("equals"), true; }
+  unsigned char setVerbose(unsigned char flag) override {
+    calls.insert("setVerbose");
+    return BObject::setVerbose(flag);
+  }
+  BString* toString() override { return calls.insert("toString"), new BString("root"); }
+  const char* classType() override { return calls.insert("classType"), "BObject:Root"; }
+};
+
+// The text-key slots of an existing map, recorded and passed on.
+template <class Map>
+struct TextKeys : Map {
+  Calls calls;
+  char* get(char* key) override { return calls.insert("get"), Map::get(key); }
+  unsigned char contains(char* key) override { return calls.insert("contains"), Map::contains(key); }
+  unsigned char contains(BObject* key) override {
+    return calls.insert("contains object"), Map::contains(key);
+  }
+  void put(char* key, char* value) override { calls.insert("put"), Map::put(key, value); }
+  void remove(char* key) override { calls.insert("remove"), Map::remove(key); }
+};
+
+// A map written from the interface alone: every slot over a BLinkMap.
+struct Delegating : BMap {
+  BLinkMap inner;
+  Calls calls;
+  BObject* get(BObject* key) override { return calls.insert("get object"), inner.get(key); }
+  char* get(char* key) override { return calls.insert("get"), inner.get(key); }
+  unsigned char contains(BObject* key) override { return inner.contains(key); }
+  unsigned char contains(char* key) override { return calls.insert("contains"), inner.contains(key); }
+  void put(BObject** key, BObject* value, unsigned char ownKey, unsigned char ownValue) override {
+    calls.insert("put object");
+    inner.put(key, value, ownKey, ownValue);
+  }
+  void put(char* key, char* value) override { calls.insert("put"), inner.put(key, value); }
+  void remove(BObject* key) override { inner.remove(key); }
+  void remove(char* key) override { calls.insert("remove"), inner.remove(key); }
+  BVector* getKeys() override { return calls.insert("getKeys"), inner.getKeys(); }
+  BVector* getValues() override { return calls.insert("getValues"), inner.getValues(); }
+  int clear() override { return calls.insert("clear"), inner.clear(); }
+  int free() override { return inner.free(); }
+  int size() override { return calls.insert("size"), inner.size(); }
+};
+
+// Every slot of a client socket, recorded and passed on.
+struct SpySocket : BSocket {
+  Calls calls;
+  SpySocket() = default;
+  SpySocket(int fd, sockaddr_in* remote, sockaddr_in* local) : BSocket(fd, remote, local) {}
+  void setError(int code) override { calls.insert("setError"), BSocket::setError(code); }
+  bool connect(char* host, int port) override {
+    return calls.insert("connect"), BSocket::connect(host, port);
+  }
+  bool connect(char* host, int port, int timeoutMs) override {
+    return calls.insert("connect timed"), BSocket::connect(host, port, timeoutMs);
+  }
+  int read(char* buf, int len) override { return calls.insert("read"), BSocket::read(buf, len); }
+  int write(char* buf, int len) override { return calls.insert("write"), BSocket::write(buf, len); }
+  int getSocket() override { return calls.insert("getSocket"), BSocket::getSocket(); }
+  bool setSoTimeOut(int value, unsigned char receive) override {
+    return calls.insert("setSoTimeOut"), BSocket::setSoTimeOut(value, receive);
+  }
+  bool close() override { return calls.insert("close"), BSocket::close(); }
+  int setNonBlocking() override { return calls.insert("setNonBlocking"), BSocket::setNonBlocking(); }
+  int setBlocking() override { return calls.insert("setBlocking"), BSocket::setBlocking(); }
+  bool waitforConnect(int timeoutMs) override {
+    return calls.insert("waitforConnect"), BSocket::waitforConnect(timeoutMs);
+  }
+  bool waitforData(int timeoutMs) override {
+    return calls.insert("waitforData"), BSocket::waitforData(timeoutMs);
+  }
+};
+
+struct SpyServer : BServerSocket {
+  int made = 0;
+  BSocket* makeSocket(int fd, sockaddr_in* remote, sockaddr_in* local) override {
+    ++made;
+    return new SpySocket(fd, remote, local);
+  }
+};
+
+// Exercises a map through the interface, with literal keys and char* ones.
+void useAsMap(BMap* map) {
+  char key[] = "K";
+  map->put("K", "1");
+  map->put(key, key);
+  EXPECT_STREQ(map->get("K"), "K");
+  EXPECT_TRUE(map->contains(key));
+  BString* text = map->toString();
+  EXPECT_STREQ(text->buffer(), "K=K\r\n");
+  delete text;
+  map->remove("K");
+  EXPECT_EQ(map->get(key), nullptr);
+}
+
+}  // namespace
+
+TEST(Overrides, ObjectSlotsReachTheSubclass) {
+  Root root;
+  BObject* base = &root;
+  EXPECT_EQ(base->hashCode(), 7);
+  EXPECT_TRUE(base->equals(nullptr));
+  base->setVerbose(1);
+  delete base->toString();
+  EXPECT_TRUE(base->instanceOf("BObject:Ro"));
+  EXPECT_EQ(root.calls, (Calls{"classType", "equals", "hashCode", "setVerbose", "toString"}));
+}
+
+TEST(Overrides, EveryMapTakesTextKeysThroughItsOwnSlots) {
+  TextKeys<BHashTable> table;
+  useAsMap(&table);
+  EXPECT_EQ(table.calls, (Calls{"contains", "contains object", "get", "get", "put", "put", "remove"}));
+
+  TextKeys<BLinkMap> chain;
+  useAsMap(&chain);
+  EXPECT_EQ(chain.calls, (Calls{"contains", "contains object", "get", "get", "put", "put", "remove"}));
+
+  Delegating map;
+  useAsMap(&map);
+  EXPECT_EQ(map.calls.count("put"), 2u);
+  EXPECT_EQ(map.calls.count("contains"), 1u);
+  EXPECT_EQ(map.calls.count("getKeys"), 1u);
+  EXPECT_EQ(map.calls.count("getValues"), 1u);
+  EXPECT_EQ(map.addAll("A=1\r\nB=2\r\n"), 2);
+  EXPECT_EQ(map.calls.count("put object"), 2u);
+}
+
+TEST(Overrides, SocketSlotsAndTheServerFactoryReachTheSubclasses) {
+  SpyServer server;
+  BServerSocket* listening = &server;
+  ASSERT_TRUE(listening->bind(0, "127.0.0.1"));
+  ASSERT_TRUE(listening->listen(1));
+  listening->queryLocalHost();
+  int port = listening->getLocalPort();
+
+  SpySocket client;
+  BSocket* base = &client;
+  ASSERT_TRUE(base->connect("127.0.0.1", port, 1000));
+  EXPECT_EQ(client.calls, (Calls{"connect timed", "setBlocking", "setNonBlocking", "waitforConnect"}));
+
+  BSocket* accepted = listening->accept();
+  ASSERT_NE(dynamic_cast<SpySocket*>(accepted), nullptr);
+  EXPECT_EQ(server.made, 1);
+  EXPECT_EQ(base->write("ping", 4), 4);
+  char reply[8] = {};
+  ASSERT_TRUE(accepted->waitforData(1000));
+  EXPECT_EQ(accepted->read(reply, sizeof reply), 4);
+  EXPECT_STREQ(reply, "ping");
+  EXPECT_FALSE(accepted->waitforData(10));
+  EXPECT_EQ(static_cast<SpySocket*>(accepted)->calls,
+            (Calls{"read", "setError", "waitforData", "waitforData"}));
+  delete accepted;
+
+  base->setSoTimeOut(1000, 1);
+  base->getSocket();
+  base->close();
+  EXPECT_FALSE(base->connect("127.0.0.1", port));
+  EXPECT_EQ(client.calls.count("write") + client.calls.count("setSoTimeOut") +
+                client.calls.count("getSocket") + client.calls.count("close") +
+                client.calls.count("connect"),
+            5u);
+}
+
+// ctest runs each test in a process of its own, so this one sees the
+// library exactly as it is after loading.
+TEST(Tracker, FreshProcessHasNoTableAndTraceThenRecords) {
+  CaptureStdout();
+  BMemoryTable::report();
+  EXPECT_EQ(GetCapturedStdout(), "Memory Table report - table not active\n");
+
+  BMemoryTable::trace(1);
+  txn* t = newBundle();
+  put(t, "CLIENTID", "10000001");
+  cleanup(t);
+  EXPECT_GT(kNumCreates, 1u);
+  EXPECT_GT(kMemoryTable->size(), 0);
+  BMemoryTable::free();
+}
