@@ -6,13 +6,7 @@ include(CMakePackageConfigHelpers)
 set(ZV_INSTALL_HEADER_DIR ${CMAKE_INSTALL_INCLUDEDIR}/zelvan)
 set(ZV_INSTALL_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/zelvanclient)
 
-# The public headers: the C API and every class of the exported object
-# library. The client's other headers are the engine's internals.
-set(ZV_PUBLIC_HEADERS ${PROJECT_SOURCE_DIR}/src/client/zelvanclient.h)
-foreach(sub object containers codec net ssl)
-  file(GLOB sub_headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/${sub}/*.h)
-  list(APPEND ZV_PUBLIC_HEADERS ${sub_headers})
-endforeach()
+include(${CMAKE_CURRENT_LIST_DIR}/publicHeaders.cmake)
 install(FILES ${ZV_PUBLIC_HEADERS} DESTINATION ${ZV_INSTALL_HEADER_DIR} COMPONENT development)
 
 # The headers include each other by bare name, so include/zelvan is an
