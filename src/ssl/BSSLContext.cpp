@@ -369,9 +369,15 @@ void BSSLContext::readPKCS12(BIO* bio, BString* password, X509** cert, EVP_PKEY*
   clearCertData(bio, cert, key);
   PKCS12* p12 = d2i_PKCS12_bio(bio, nullptr);
   if (p12 == nullptr) return;
-  // An empty password also opens files made without one, with or without
-  // a MAC.
-  if (!PKCS12_parse(p12, password ? password->buffer() : nullptr, key, cert, chain)) {
+  const char* text = password ? password->buffer() : nullptr;
+  // PKCS12_parse insists on a MAC whenever a password is given, but some
+  // tools write files without one. Such a file gets a MAC computed here,
+  // in memory, with the same password, so that it reads like any other.
+  // An empty password also opens files made without one.
+  if (text != nullptr && *text != '\0' && !PKCS12_mac_present(p12)) {
+    PKCS12_set_mac(p12, text, -1, nullptr, 0, 1, nullptr);
+  }
+  if (!PKCS12_parse(p12, text, key, cert, chain)) {
     X509_free(*cert);
     EVP_PKEY_free(*key);
     *cert = nullptr;
