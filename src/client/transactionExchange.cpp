@@ -119,6 +119,9 @@ void sendWithoutDelay(int fd) {
 // The credentials a context is built for, read once from the bundle.
 struct Credentials {
   std::string certificatePath, password, caFile, clientId;
+  // False when _VERIFYHOST is "OFF": a gateway reached by an address its
+  // certificate does not name is then verified by its chain only.
+  bool checkHostName;
 };
 
 // One pass of the server loop. Returns true with socket, descriptor and
@@ -176,10 +179,12 @@ bool tryServer(Exchange& x, int index, int port, const Credentials& c, bool* fat
 
   x.fd = x.socket->getSocket();
   sendWithoutDelay(x.fd);
+  sslSetPeer(x.ctx, server.c_str(), c.checkHostName);
   x.ctx->setSocket(x.fd);
-  int handshake = sslConnect(x.ctx);
+  std::string why;
+  bool handshake = sslHandshake(x.ctx, x.fd, kConnectTimeoutMs, &why);
   x.socket->setNonBlocking();
-  if (handshake > 0) {
+  if (handshake) {
     // An earlier server's failure is no longer the outcome.
     x.bundle->remove("ERROR");
     x.bundle->remove("ERROR_DETAIL");
@@ -188,6 +193,7 @@ bool tryServer(Exchange& x, int index, int port, const Credentials& c, bool* fat
   }
   logDebugPrintf(x.t, "\t\t\tCould not negotiate SSL: [%s]:[%d];", peer.c_str(), port);
   x.fail("UNABLE TO CONNECT - COULD NOT NEGOTIATE SSL");
+  x.bundle->put("ERROR_DETAIL", why.c_str());
   x.releaseSocket();
   x.releaseContext();
   return false;
@@ -202,7 +208,8 @@ bool DoTransaction(void* handle) {
   if (!initialiseClient(x.t)) return false;
 
   Credentials credentials = {x.field("_CERTIFICATEPATH"), x.field("_CERTIFICATEPASSWORD"),
-                             x.field("_CAFILE"), x.field("CLIENTID")};
+                             x.field("_CAFILE"), x.field("CLIENTID"),
+                             !sameTextNoCase(x.bundle->get("_VERIFYHOST"), "OFF")};
   int serverCount = atoi(x.field("SERVERCOUNT").c_str());
   int port = atoi(x.field("SERVERPORT").c_str());
   // A missing type is no status check, so that the parameter check can
@@ -246,6 +253,12 @@ bool DoTransaction(void* handle) {
   x.log("\t\tMessage Sent...");
   x.log("\t\tReading Response...");
   if (!x.receive()) {
+    std::string why;
+    if (sslRefusedAfterHandshake(x.ctx, &why)) {
+      x.log("\t\tThe gateway refused the SSL connection.");
+      x.bundle->put("ERROR_DETAIL", why.c_str());
+      return x.abandon("UNABLE TO CONNECT - COULD NOT NEGOTIATE SSL");
+    }
     x.log("\t\tUNABLE TO READ SERVER RESPONSE");
     return x.abandon("UNABLE TO READ SERVER RESPONSE");
   }

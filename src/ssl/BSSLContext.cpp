@@ -4,13 +4,16 @@
 #include <openssl/err.h>
 #include <openssl/pem.h>
 #include <openssl/pkcs12.h>
+#include <openssl/provider.h>
 #include <openssl/x509.h>
+#include <openssl/x509_vfy.h>
 
 #include <sys/socket.h>
 
 #include <cerrno>
 #include <cstring>
 #include <ctime>
+#include <mutex>
 
 #include "BString.h"
 #include "memTrack.h"
@@ -57,6 +60,67 @@ BIO_METHOD* socketMethod() {
   return method;
 }
 
+// Older tools (OpenSSL 1.x's default export, "openssl pkcs12 -legacy",
+// older Java keystores) encrypt PKCS#12 files with RC2-40 or 3DES, which
+// OpenSSL 3 reads only through its legacy provider. That provider is
+// loaded beside the default one in a library context of the library's
+// own, made once per process, so that the application's OpenSSL state is
+// left as it was. Null when OpenSSL cannot make one.
+OSSL_LIB_CTX* certificateReadingContext() {
+  static OSSL_LIB_CTX* const context = [] {
+    OSSL_LIB_CTX* made = OSSL_LIB_CTX_new();
+    if (made != nullptr) {
+      OSSL_PROVIDER_load(made, "default");
+      // Without the module (a trimmed OpenSSL install) the modern formats
+      // still load.
+      OSSL_PROVIDER_load(made, "legacy");
+    }
+    return made;
+  }();
+  return context;
+}
+
+// Makes the certificate-reading context this thread's default while the
+// certificate file is read. PKCS12_parse and the PEM readers take no
+// library context of their own, and the default is per thread, so other
+// threads and the application's later calls are not affected.
+class CertificateReadingScope {
+ public:
+  CertificateReadingScope() : m_previous(nullptr) {
+    OSSL_LIB_CTX* context = certificateReadingContext();
+    if (context != nullptr) m_previous = OSSL_LIB_CTX_set0_default(context);
+  }
+  ~CertificateReadingScope() {
+    if (m_previous != nullptr) OSSL_LIB_CTX_set0_default(m_previous);
+  }
+  CertificateReadingScope(const CertificateReadingScope&) = delete;
+  CertificateReadingScope& operator=(const CertificateReadingScope&) = delete;
+
+ private:
+  OSSL_LIB_CTX* m_previous;
+};
+
+// Whether the session held for resumption may be offered on ssl. A
+// session carries only the gateway's own certificate, so when the context
+// verifies gateways that certificate must verify again against this
+// context's CA file and name this connection's server (when the name is
+// checked); otherwise a session stored by a process with another CA file,
+// or with none, would skip verification altogether.
+bool sessionTrusted(SSL* ssl, SSL_SESSION* session) {
+  if (!SSL_SESSION_is_resumable(session)) return false;
+  SSL_CTX* ctx = SSL_get_SSL_CTX(ssl);
+  if ((SSL_CTX_get_verify_mode(ctx) & SSL_VERIFY_PEER) == 0) return true;
+  X509* gateway = SSL_SESSION_get0_peer(session);
+  if (gateway == nullptr) return false;
+  X509_STORE_CTX* check = X509_STORE_CTX_new();
+  bool trusted = check != nullptr && X509_STORE_CTX_init(check, SSL_CTX_get_cert_store(ctx), gateway, nullptr) == 1 &&
+                 X509_STORE_CTX_set_default(check, "ssl_server") == 1 &&
+                 X509_VERIFY_PARAM_set1(X509_STORE_CTX_get0_param(check), SSL_get0_param(ssl)) == 1 &&
+                 X509_verify_cert(check) == 1;
+  X509_STORE_CTX_free(check);
+  return trusted;
+}
+
 }  // namespace
 
 BSSLContext::BSSLContext(const char* certificatePath, const char* password, const char* caFile,
@@ -69,7 +133,7 @@ BSSLContext::BSSLContext(const char* certificatePath, const char* password, cons
       ctx(nullptr),
       session(nullptr),
       segmentId(0) {
-  if (mSharedContainer == nullptr) attachSessionStore(certificatePath, segmentId);
+  sessionStoreFor(certificatePath, &segmentId);
 }
 
 BSSLContext::~BSSLContext() {
@@ -78,25 +142,25 @@ BSSLContext::~BSSLContext() {
   trackDelete(caFile);
   SSL_SESSION_free(session);
   session = nullptr;
-  if (ctx != nullptr) {
-    // Freeing the context empties its session cache, and the remove
-    // callback would take that as the stored session going bad and drop
-    // the shared store. A context that goes away with its process says
-    // nothing about the session: keep the store for the next process.
-    SSL_CTX_sess_set_remove_cb(ctx, nullptr);
-    SSL_CTX_flush_sessions(ctx, time(nullptr));
-    SSL_CTX_free(ctx);
-    ShutdownSSL();
-    ctx = nullptr;
-  }
   if (ssl != nullptr) {
+    // Marked shut without an alert: the connection ended long ago.
+    SSL_set_shutdown(ssl, SSL_SENT_SHUTDOWN | SSL_RECEIVED_SHUTDOWN);
     SSL_free(ssl);
     ssl = nullptr;
   }
-  detachSessionStore();
-  // OpenSSL 3 frees its error strings, algorithm tables and ex_data at
-  // process exit by itself (the older per-call clean-ups are no-ops), so
-  // only the configuration modules are unloaded here.
+  if (ctx != nullptr) {
+    // Freeing the context empties its session cache; a context that goes
+    // away with its process says nothing about the stored session.
+    SSL_CTX_sess_set_remove_cb(ctx, nullptr);
+    SSL_CTX_flush_sessions(ctx, time(nullptr));
+    SSL_CTX_free(ctx);
+    ctx = nullptr;
+  }
+  // The certificate's session store stays attached: other contexts of the
+  // same certificate may still use it, and the system detaches it when
+  // the process ends. OpenSSL 3 frees its error strings, algorithm tables
+  // and ex_data at process exit by itself (the older per-call clean-ups
+  // are no-ops), so only the configuration modules are unloaded here.
   CONF_modules_unload(1);
 }
 
@@ -105,18 +169,22 @@ const char* BSSLContext::classType() { return staticType(); }
 const char* BSSLContext::staticType() { return "BNetObject:BSSLContext"; }
 
 void BSSLContext::initSSL() {
-  if (kSSLInited) return;
-  // Error strings and every cipher and digest, without reading the
-  // system's OpenSSL configuration file.
-  OPENSSL_init_ssl(OPENSSL_INIT_LOAD_SSL_STRINGS | OPENSSL_INIT_LOAD_CRYPTO_STRINGS |
-                       OPENSSL_INIT_ADD_ALL_CIPHERS | OPENSSL_INIT_ADD_ALL_DIGESTS |
-                       OPENSSL_INIT_NO_LOAD_CONFIG,
-                   nullptr);
-  kSSLInited = 1;
+  // Threads that run their first transactions at once initialise OpenSSL
+  // exactly once.
+  static std::once_flag once;
+  std::call_once(once, [] {
+    // Error strings and every cipher and digest, without reading the
+    // system's OpenSSL configuration file.
+    OPENSSL_init_ssl(OPENSSL_INIT_LOAD_SSL_STRINGS | OPENSSL_INIT_LOAD_CRYPTO_STRINGS |
+                         OPENSSL_INIT_ADD_ALL_CIPHERS | OPENSSL_INIT_ADD_ALL_DIGESTS |
+                         OPENSSL_INIT_NO_LOAD_CONFIG,
+                     nullptr);
+    kSSLInited = 1;
+  });
 }
 
 SSL* BSSLContext::getSSLObject() {
-  if (!kSSLInited) initSSL();
+  initSSL();
   if (ctx == nullptr && !loadContext()) return nullptr;
   if (ssl == nullptr) ssl = SSL_new(ctx);
   return ssl;
@@ -125,11 +193,9 @@ SSL* BSSLContext::getSSLObject() {
 bool BSSLContext::loadContext() {
   ctx = SSL_CTX_new(TLS_client_method());
   if (ctx == nullptr) return false;
-  // TLS 1.2 only. Under TLS 1.3 OpenSSL removes a client session after
-  // each resumed handshake (its tickets are single-use), and a removal
-  // drops the shared store for the rest of the process.
+  // TLS 1.2 or 1.3, whichever the gateway prefers; older versions stay
+  // refused.
   SSL_CTX_set_min_proto_version(ctx, TLS1_2_VERSION);
-  SSL_CTX_set_max_proto_version(ctx, TLS1_2_VERSION);
   // Without a CA file the server's certificate is not verified.
   if (caFile->length() > 0) {
     SSL_CTX_set_verify(ctx, SSL_VERIFY_PEER, nullptr);
@@ -140,11 +206,15 @@ bool BSSLContext::loadContext() {
 
   X509* cert = nullptr;
   EVP_PKEY* key = nullptr;
+  STACK_OF(X509)* chain = nullptr;
   BIO* bio = BIO_new_file(certificatePath->buffer() ? certificatePath->buffer() : "", "r");
-  if (bio != nullptr) readCertificate(bio, &cert, &key);
+  if (bio != nullptr) readCertificate(bio, &cert, &key, &chain);
 
-  bool loaded = cert != nullptr && key != nullptr && SSL_CTX_use_certificate(ctx, cert) > 0 &&
-                SSL_CTX_use_PrivateKey(ctx, key) > 0;
+  // The CA certificates that came with the client certificate are sent as
+  // its chain, so that a gateway trusting only the root accepts a
+  // certificate issued by an intermediate. A key that does not match the
+  // certificate fails here.
+  bool loaded = cert != nullptr && key != nullptr && SSL_CTX_use_cert_and_key(ctx, cert, key, chain, 1) == 1;
   if (!loaded) setError(kBadCertOrKey);
   loaded = loaded && checkValidity(cert);
 
@@ -152,6 +222,7 @@ bool BSSLContext::loadContext() {
   // the file are released on every path.
   X509_free(cert);
   EVP_PKEY_free(key);
+  sk_X509_pop_free(chain, X509_free);
   BIO_free(bio);
   if (!loaded) {
     SSL_CTX_free(ctx);
@@ -159,10 +230,11 @@ bool BSSLContext::loadContext() {
     return false;
   }
 
-  // Sessions go only to the shared store: OpenSSL keeps no client cache
-  // of its own and never looks sessions up internally.
+  // Sessions go only to this certificate's shared store: OpenSSL keeps no
+  // client cache of its own and never looks sessions up internally.
   SSL_CTX_set_session_cache_mode(ctx, SSL_SESS_CACHE_CLIENT | SSL_SESS_CACHE_NO_INTERNAL_LOOKUP |
                                           SSL_SESS_CACHE_NO_INTERNAL_STORE);
+  bindSessionStore(ctx, sessionStoreFor(certificatePath->buffer() ? certificatePath->buffer() : ""));
   SSL_CTX_sess_set_new_cb(ctx, ssl_callback_NewSessionCacheEntry);
   SSL_CTX_sess_set_get_cb(ctx, ssl_callback_GetSessionCacheEntry);
   SSL_CTX_sess_set_remove_cb(ctx, ssl_callback_DelSessionCacheEntry);
@@ -172,18 +244,19 @@ bool BSSLContext::loadContext() {
   return true;
 }
 
-void BSSLContext::readCertificate(BIO* bio, X509** cert, EVP_PKEY** key) {
+void BSSLContext::readCertificate(BIO* bio, X509** cert, EVP_PKEY** key, STACK_OF(X509)** chain) {
+  CertificateReadingScope scope;
   bool pkcs12First = certificatePath->endsWith(".p12", 1);
-  if (pkcs12First) {
-    readPKCS12Cert(bio, password, cert, key);
-  } else {
-    readPEMCert(bio, ctx, cert, key);
-  }
-  if (*cert != nullptr && *key != nullptr) return;
-  if (pkcs12First) {
-    readPEMCert(bio, ctx, cert, key);
-  } else {
-    readPKCS12Cert(bio, password, cert, key);
+  for (int attempt = 0; attempt < 2; attempt++) {
+    sk_X509_pop_free(*chain, X509_free);
+    *chain = nullptr;
+    if (pkcs12First == (attempt == 0)) {
+      readPKCS12(bio, password, cert, key, chain);
+    } else {
+      readPEMCert(bio, ctx, cert, key);
+      if (*cert != nullptr && *key != nullptr) *chain = readPEMChain(bio);
+    }
+    if (*cert != nullptr && *key != nullptr) return;
   }
 }
 
@@ -210,26 +283,38 @@ void BSSLContext::setSocket(int fd) {
   if (bio == nullptr) return;
   BIO_set_fd(bio, fd, BIO_NOCLOSE);
   SSL_set_bio(connection, bio, bio);
-  if (session == nullptr || !SSL_SESSION_is_resumable(session)) getSession();
-  if (session != nullptr) SSL_set_session(connection, session);
-  // An empty or unreadable store leaves a decoding error in the thread's
-  // queue; the handshake that follows must not see it.
+  // The store holds the most recent session of the certificate, whichever
+  // process or context made it; a TLS 1.3 ticket offered before may have
+  // been single-use, so the held one is never offered again as it is.
+  getSession();
+  if (session != nullptr && !sessionTrusted(connection, session)) {
+    SSL_SESSION_free(session);
+    session = nullptr;
+  }
+  // Also forgets the previous connection's session when none is offered.
+  SSL_set_session(connection, session);
+  // An empty or unreadable store, or a stored session that failed to
+  // verify, leaves errors in the thread's queue; the handshake that
+  // follows must not see them.
   ERR_clear_error();
 }
 
 SSL_SESSION* BSSLContext::getSession() {
+  SessionStore* store = sessionStoreFor(certificatePath->buffer() ? certificatePath->buffer() : "");
   SSL_SESSION* found = nullptr;
-  if (getLock()) {
+  if (getLock(store)) {
     // The length comes from another process: only a length within the
     // data field is decoded.
-    long length = mSharedContainer->sessionLength;
+    SharedSessionSegment* segment = storeSegment(store);
+    long length = segment->sessionLength;
     if (length > 0 && length <= kMaxStoredSessionLength) {
-      const unsigned char* in = mSharedContainer->sessionData;
+      const unsigned char* in = segment->sessionData;
       found = d2i_SSL_SESSION(nullptr, &in, length);
     }
-    if (found != nullptr && ctx != nullptr) SSL_CTX_add_session(ctx, found);
-    releaseLock();
+    releaseLock(store);
   }
+  // The session is not added to OpenSSL's own cache: that cache is never
+  // looked up, and a copy per transaction would only grow it.
   SSL_SESSION_free(session);
   session = found;
   return session;
@@ -244,7 +329,17 @@ void BSSLContext::setInUse(unsigned char flag) {
 }
 
 void BSSLContext::ShutdownSSL() {
-  if (ssl != nullptr) SSL_set_shutdown(ssl, SSL_SENT_SHUTDOWN | SSL_RECEIVED_SHUTDOWN);
+  if (ssl == nullptr) return;
+  // One close_notify, without waiting for the gateway's: servers that
+  // cache sessions by ID drop a session whose connection ended without
+  // it. A gateway that has gone costs a failed write (never SIGPIPE, see
+  // writeWithoutSignal), and the socket is non-blocking by now, so
+  // nothing waits.
+  if (SSL_is_init_finished(ssl)) SSL_shutdown(ssl);
+  ERR_clear_error();
+  // Marked closed in both directions, so that clearing the connection for
+  // the next one does not take its session for a bad one.
+  SSL_set_shutdown(ssl, SSL_SENT_SHUTDOWN | SSL_RECEIVED_SHUTDOWN);
 }
 
 char* BSSLContext::getPassword() { return password->buffer(); }
@@ -266,16 +361,46 @@ int BSSLContext::PasswordCallback(char* buffer, int size, int, void* userdata) {
 }
 
 void BSSLContext::readPKCS12Cert(BIO* bio, BString* password, X509** cert, EVP_PKEY** key) {
+  readPKCS12(bio, password, cert, key, nullptr);
+}
+
+void BSSLContext::readPKCS12(BIO* bio, BString* password, X509** cert, EVP_PKEY** key,
+                             STACK_OF(X509)** chain) {
   clearCertData(bio, cert, key);
   PKCS12* p12 = d2i_PKCS12_bio(bio, nullptr);
   if (p12 == nullptr) return;
-  if (!PKCS12_parse(p12, password ? password->buffer() : nullptr, key, cert, nullptr)) {
+  const char* text = password ? password->buffer() : nullptr;
+  // PKCS12_parse insists on a MAC whenever a password is given, but some
+  // tools write files without one. Such a file gets a MAC computed here,
+  // in memory, with the same password, so that it reads like any other.
+  // An empty password also opens files made without one.
+  if (text != nullptr && *text != '\0' && !PKCS12_mac_present(p12)) {
+    PKCS12_set_mac(p12, text, -1, nullptr, 0, 1, nullptr);
+  }
+  if (!PKCS12_parse(p12, text, key, cert, chain)) {
     X509_free(*cert);
     EVP_PKEY_free(*key);
     *cert = nullptr;
     *key = nullptr;
   }
   PKCS12_free(p12);
+}
+
+STACK_OF(X509)* BSSLContext::readPEMChain(BIO* bio) {
+  STACK_OF(X509)* chain = sk_X509_new_null();
+  BIO_reset(bio);
+  X509* leaf = PEM_read_bio_X509(bio, nullptr, nullptr, nullptr);
+  X509_free(leaf);
+  while (chain != nullptr && leaf != nullptr) {
+    X509* next = PEM_read_bio_X509(bio, nullptr, nullptr, nullptr);
+    if (next == nullptr || !sk_X509_push(chain, next)) {
+      X509_free(next);
+      break;
+    }
+  }
+  // The read that found no further certificate queues an error.
+  ERR_clear_error();
+  return chain;
 }
 
 void BSSLContext::readPEMCert(BIO* bio, SSL_CTX* ctx, X509** cert, EVP_PKEY** key) {

@@ -8,6 +8,7 @@
 class BString;
 
 // Set once OpenSSL has been initialised for the process; never cleared.
+// Written once, under initSSL()'s one-time guard.
 extern unsigned char kSSLInited;
 
 // Everything one SSL client connection needs: an OpenSSL context loaded
@@ -19,8 +20,8 @@ extern unsigned char kSSLInited;
 // SSL_connect itself, exchanges data, then calls ShutdownSSL() and
 // setInUse(0).
 //
-// Only TLS 1.2 is negotiated. Sessions are kept only in the shared store
-// (sessionStore.h), which the first context of a process attaches.
+// TLS 1.2 and 1.3 are negotiated. Sessions are kept only in the shared
+// store of the context's certificate (sessionStore.h).
 //
 // Load failures leave an error code (see BNetObject): 100 certificate, key
 // or password unusable, 101 certificate not yet valid, 102 expired.
@@ -28,43 +29,46 @@ extern unsigned char kSSLInited;
 class BSSLContext : public BNetObject {
  public:
   // Copies the three texts (null reads as empty); clientId is accepted and
-  // not used. Attaches the process's session store, keyed by
-  // certificatePath, when the process has none yet. Loads nothing.
+  // not used. Attaches the session store of certificatePath when the
+  // process has not attached it yet. Loads nothing.
   BSSLContext(const char* certificatePath, const char* password, const char* caFile,
               const char* clientId);
   BSSLContext(const BSSLContext&) = delete;
   BSSLContext& operator=(const BSSLContext&) = delete;
-  // Frees the session, the OpenSSL context and connection, detaches the
-  // session store from the process, and unloads OpenSSL's configuration
-  // modules.
+  // Frees the session, the OpenSSL context and connection, and unloads
+  // OpenSSL's configuration modules. The session store stays attached.
   ~BSSLContext() override;
 
   // "BNetObject:BSSLContext".
   const char* classType() override;
   static const char* staticType();
 
-  // Initialises the OpenSSL library once per process (kSSLInited).
+  // Initialises the OpenSSL library once per process (kSSLInited); safe
+  // when threads call it at once.
   static void initSSL();
 
   // The connection object, built with the OpenSSL context on first use:
-  // loads certificate and key (both formats are tried; a ".p12" name only
-  // decides which comes first), checks the certificate's validity dates,
-  // and, when a CA file is set, requires the server's certificate to
-  // verify against it. Returns null on failure, with code 100, 101 or 102
+  // loads certificate, key and the CA certificates that come with them
+  // (both formats are tried; a ".p12" name only decides which comes
+  // first; legacy PKCS#12 encryption is read too), checks the
+  // certificate's validity dates, and, when a CA file is set, requires the
+  // server's certificate to verify against it. Returns null on failure, with code 100, 101 or 102
   // for an unusable certificate; the next call tries again. Owned by the
   // context.
   SSL* getSSLObject();
 
   // Binds the connection object to connected descriptor fd and offers the
-  // session to resume: the one held, or, when none is held or it can no
-  // longer be resumed, the one in the shared store. Writes on the
-  // connection to a peer that has gone fail instead of raising SIGPIPE.
-  // Nothing when the context is not loaded or fd is 0.
+  // session in the certificate's shared store for resumption. When the
+  // context verifies gateways, the session is offered only when its
+  // gateway certificate verifies against the CA file and names the server
+  // the connection was set up for (see sslSetPeer()); otherwise the
+  // handshake is a full one. Writes on the connection to a peer that has
+  // gone fail instead of raising SIGPIPE. Nothing when the context is not
+  // loaded or fd is 0.
   void setSocket(int fd);
 
-  // Reads the stored session from the shared store, adds it to the
-  // OpenSSL context's cache and makes it the session to offer, releasing
-  // the one held. Returns it (owned by the context), or null when the
+  // Reads the stored session from the certificate's shared store and makes
+  // it the session to offer, releasing the one held. Returns it (owned by the context), or null when the
   // store is empty, unreadable or locked; the held session is then null.
   SSL_SESSION* getSession();
 
@@ -74,8 +78,9 @@ class BSSLContext : public BNetObject {
   // next connection. Setting the flag it already has does nothing.
   void setInUse(unsigned char flag);
 
-  // Marks the connection closed in both directions without sending a
-  // close alert, so that OpenSSL does not treat the session as bad.
+  // Sends close_notify once when a handshake completed (never waiting for
+  // the gateway's), then marks the connection closed in both directions
+  // so that OpenSSL does not treat the session as bad.
   void ShutdownSSL();
 
   // The password's text, owned by the context; null when it is empty.
@@ -91,7 +96,8 @@ class BSSLContext : public BNetObject {
   // new references (the caller frees them) or null. Whatever they held is
   // freed first and the file rewound. readPKCS12Cert decrypts with
   // password (no chain is kept); readPEMCert reads both from the same PEM
-  // file, asking ctx's password callback for an encrypted key.
+  // file, in either order, asking ctx's password callback for an
+  // encrypted key.
   void readPKCS12Cert(BIO* bio, BString* password, X509** cert, EVP_PKEY** key);
   void readPEMCert(BIO* bio, SSL_CTX* ctx, X509** cert, EVP_PKEY** key);
 
@@ -112,9 +118,16 @@ class BSSLContext : public BNetObject {
  private:
   // Builds and loads ctx; false (ctx null, error code set) on failure.
   bool loadContext();
-  // Reads certificate and key in the format the file name suggests, then
-  // in the other when either is missing.
-  void readCertificate(BIO* bio, X509** cert, EVP_PKEY** key);
+  // Reads certificate, key and chain in the format the file name suggests,
+  // then in the other when either is missing. *chain receives a new stack
+  // (the caller frees it) or null.
+  void readCertificate(BIO* bio, X509** cert, EVP_PKEY** key, STACK_OF(X509)** chain);
+  // readPKCS12Cert, keeping the file's CA certificates in *chain when
+  // chain is not null.
+  void readPKCS12(BIO* bio, BString* password, X509** cert, EVP_PKEY** key, STACK_OF(X509)** chain);
+  // Every certificate of a PEM file after the first, in file order, in a
+  // new stack that the caller frees.
+  static STACK_OF(X509)* readPEMChain(BIO* bio);
   // Sets code 101 or 102 and returns false unless cert is valid now.
   bool checkValidity(X509* cert);
 };

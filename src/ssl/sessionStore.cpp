@@ -2,26 +2,123 @@
 
 #include <sys/ipc.h>
 #include <sys/shm.h>
+#include <unistd.h>
 
+#include <atomic>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <list>
+#include <mutex>
+#include <string>
 
 #include "BPlatform.h"
 
 SharedSessionSegment* mSharedContainer = nullptr;
 
+struct SessionStore {
+  explicit SessionStore(const char* p) : path(p) {}
+  const std::string path;
+  // Null while detached. Atomic because threads read it without the
+  // registry's mutex while another thread may attach it.
+  std::atomic<SharedSessionSegment*> segment{nullptr};
+  // Whether this process already tried to attach the segment; a failed
+  // attempt is not repeated on every transaction.
+  bool attempted = false;
+};
+
 namespace {
 
-// Whether mSharedContainer is mapped. An SSL context's destructor detaches
-// the segment but leaves the address in mSharedContainer; without this
-// flag a later lock attempt would write through an unmapped address.
-bool gStoreMapped = false;
-
 constexpr int kLockWaits = 500;
+// The callbacks run inside OpenSSL, up to three times a connection (a
+// TLS 1.3 gateway sends two tickets). Waiting the full second each time
+// behind a lock left by a crashed process would cost seconds per
+// transaction, so they give up after a few milliseconds: a session not
+// stored costs one full handshake at most.
+constexpr int kCallbackLockWaits = 5;
 constexpr int kLockWaitMs = 2;
+constexpr int kOwnerOnly = 0600;
 
-// The lock byte is shared with other processes: read it afresh each time.
-volatile unsigned char& lockByte() { return mSharedContainer->lockFlag; }
+// Every store this process has used, never freed: contexts and OpenSSL
+// callbacks keep pointers to them.
+std::mutex gRegistryMutex;
+std::list<SessionStore> gStores;
+// The store whose segment mSharedContainer holds.
+SessionStore* gFirstStore = nullptr;
+
+// Segments made by earlier versions of the library were readable and
+// writable by every user. The owner narrows such a segment to itself, so
+// that no other user reads the master secret of the stored session.
+void restrictToOwner(int segmentId) {
+  shmid_ds info;
+  if (shmctl(segmentId, IPC_STAT, &info) != 0) return;
+  if ((info.shm_perm.mode & 0777) == kOwnerOnly || info.shm_perm.uid != geteuid()) return;
+  info.shm_perm.mode = (info.shm_perm.mode & ~0777) | kOwnerOnly;
+  shmctl(segmentId, IPC_SET, &info);
+}
+
+// Attaches store's segment; the registry's mutex is held.
+void attach(SessionStore* store, int* segmentId) {
+  store->attempted = true;
+  int id = 0;
+  void* address = createSharedMemorySpace(store->path.c_str(), id, kSessionSegmentSize, kSessionProjectId);
+  // A failed ftok or shmget gives null and a failed attach (void*)-1;
+  // either way the store stays without a segment (every lock attempt
+  // fails) rather than writing through that address.
+  if (address == nullptr || address == reinterpret_cast<void*>(-1)) return;
+  restrictToOwner(id);
+  auto* segment = static_cast<SharedSessionSegment*>(address);
+  // A path that does not fit is cut to 127 bytes; the field stays
+  // NUL-terminated for readers in other processes.
+  strncpy(segment->certificatePath, store->path.c_str(), sizeof segment->certificatePath - 1);
+  segment->certificatePath[sizeof segment->certificatePath - 1] = '\0';
+  segment->segmentId = id;
+  __atomic_store_n(&segment->lockFlag, 0, __ATOMIC_RELEASE);
+  store->segment = segment;
+  if (segmentId != nullptr) *segmentId = id;
+  if (gFirstStore == nullptr || gFirstStore->segment == nullptr) {
+    gFirstStore = store;
+    mSharedContainer = segment;
+  }
+}
+
+// The index under which an SSL_CTX keeps its SessionStore.
+int storeIndex() {
+  static const int index = SSL_CTX_get_ex_new_index(0, nullptr, nullptr, nullptr, nullptr);
+  return index;
+}
+
+SessionStore* storeOf(SSL_CTX* ctx) {
+  return ctx ? static_cast<SessionStore*>(SSL_CTX_get_ex_data(ctx, storeIndex())) : nullptr;
+}
+
+bool sameBytes(const unsigned char* a, size_t aLength, const unsigned char* b, size_t bLength) {
+  return aLength > 0 && aLength == bLength && memcmp(a, b, aLength) == 0;
+}
+
+// Whether a and b are one session: same session ID, or same ticket.
+bool sameSession(const SSL_SESSION* a, const SSL_SESSION* b) {
+  unsigned int aIdLength = 0, bIdLength = 0;
+  const unsigned char* aId = SSL_SESSION_get_id(a, &aIdLength);
+  const unsigned char* bId = SSL_SESSION_get_id(b, &bIdLength);
+  if (sameBytes(aId, aIdLength, bId, bIdLength)) return true;
+  const unsigned char* aTicket = nullptr;
+  const unsigned char* bTicket = nullptr;
+  size_t aTicketLength = 0, bTicketLength = 0;
+  SSL_SESSION_get0_ticket(a, &aTicket, &aTicketLength);
+  SSL_SESSION_get0_ticket(b, &bTicket, &bTicketLength);
+  return sameBytes(aTicket, aTicketLength, bTicket, bTicketLength);
+}
+
+// The stored session, decoded, or null; the caller holds the lock and
+// frees the result. The length comes from another process: only a length
+// within the data field is decoded.
+SSL_SESSION* decodeStored(SharedSessionSegment* segment) {
+  long length = segment->sessionLength;
+  if (length <= 0 || length > kMaxStoredSessionLength) return nullptr;
+  const unsigned char* in = segment->sessionData;
+  return d2i_SSL_SESSION(nullptr, &in, length);
+}
 
 }  // namespace
 
@@ -32,10 +129,12 @@ void* createSharedMemorySpace(const char* path, int& segmentId, int size, int pr
     perror("ftok");
     return nullptr;
   }
-  int id = shmget(key, size, 0666);
-  if (id == -1) id = shmget(key, size, IPC_CREAT | 0666);
+  int id = shmget(key, size, kOwnerOnly);
+  if (id == -1 && errno == ENOENT) id = shmget(key, size, IPC_CREAT | kOwnerOnly);
   if (id == -1) {
-    perror("shmget");
+    // Another user's segment for the same file: this process simply has
+    // no store, and the merchant's standard error stays clean.
+    if (errno != EACCES) perror("shmget");
     return nullptr;
   }
   void* address = shmat(id, nullptr, 0);
@@ -56,68 +155,87 @@ void deleteSharedMemory(int segmentId) {
   }
 }
 
+SessionStore* sessionStoreFor(const char* certificatePath, int* segmentId) {
+  if (certificatePath == nullptr) return nullptr;
+  std::lock_guard<std::mutex> guard(gRegistryMutex);
+  SessionStore* store = nullptr;
+  for (SessionStore& s : gStores) {
+    if (s.path == certificatePath) store = &s;
+  }
+  if (store == nullptr) store = &gStores.emplace_back(certificatePath);
+  if (!store->attempted) attach(store, segmentId);
+  return store;
+}
+
+SharedSessionSegment* storeSegment(SessionStore* store) { return store ? store->segment.load() : nullptr; }
+
 bool attachSessionStore(const char* certificatePath, int& segmentId) {
-  if (mSharedContainer != nullptr) return false;
-  void* address = createSharedMemorySpace(certificatePath, segmentId, kSessionSegmentSize,
-                                          kSessionProjectId);
-  // A failed ftok or shmget gives null and a failed attach (void*)-1;
-  // either way the process goes on without a store (every lock attempt
-  // fails) rather than writing through that address.
-  if (address == nullptr || address == reinterpret_cast<void*>(-1)) return false;
-  mSharedContainer = static_cast<SharedSessionSegment*>(address);
-  gStoreMapped = true;
-  // A path that does not fit is cut to 127 bytes; the field stays
-  // NUL-terminated for readers in other processes.
-  strncpy(mSharedContainer->certificatePath, certificatePath,
-          sizeof mSharedContainer->certificatePath - 1);
-  mSharedContainer->certificatePath[sizeof mSharedContainer->certificatePath - 1] = '\0';
-  mSharedContainer->segmentId = segmentId;
-  lockByte() = 0;
-  return true;
+  int attached = 0;
+  sessionStoreFor(certificatePath, &attached);
+  if (attached != 0) segmentId = attached;
+  return attached != 0;
 }
 
 void detachSessionStore() {
-  if (!sessionStoreAttached()) return;
-  detachFromSharedMemory(mSharedContainer);
-  gStoreMapped = false;
-}
-
-bool sessionStoreAttached() { return mSharedContainer != nullptr && gStoreMapped; }
-
-unsigned char getLock() {
-  if (!sessionStoreAttached()) return 0;
-  int waits = 0;
-  while (lockByte() != 0 && waits < kLockWaits) {
-    Sleep(kLockWaitMs);
-    waits++;
+  std::lock_guard<std::mutex> guard(gRegistryMutex);
+  for (SessionStore& store : gStores) {
+    detachFromSharedMemory(store.segment.exchange(nullptr));
+    store.attempted = false;
   }
-  if (waits >= kLockWaits) return 0;
-  lockByte() = 1;
-  return 1;
 }
+
+bool sessionStoreAttached() {
+  std::lock_guard<std::mutex> guard(gRegistryMutex);
+  return gFirstStore != nullptr && mSharedContainer != nullptr && gFirstStore->segment == mSharedContainer;
+}
+
+unsigned char getLock(SessionStore* store) { return lockWithin(store, kLockWaits); }
+
+unsigned char lockWithin(SessionStore* store, int maxWaits) {
+  SharedSessionSegment* segment = storeSegment(store);
+  if (segment == nullptr) return 0;
+  // The byte is shared with other processes; the exchange makes taking it
+  // one step, so two holders can never both see it free.
+  for (int waits = 0;; waits++) {
+    if (__atomic_exchange_n(&segment->lockFlag, 1, __ATOMIC_ACQUIRE) == 0) return 1;
+    if (waits >= maxWaits) return 0;
+    Sleep(kLockWaitMs);
+  }
+}
+
+void releaseLock(SessionStore* store) {
+  SharedSessionSegment* segment = storeSegment(store);
+  if (segment != nullptr) __atomic_store_n(&segment->lockFlag, 0, __ATOMIC_RELEASE);
+}
+
+unsigned char getLock() { return sessionStoreAttached() ? getLock(gFirstStore) : 0; }
 
 void releaseLock() {
-  if (sessionStoreAttached()) lockByte() = 0;
+  if (sessionStoreAttached()) releaseLock(gFirstStore);
 }
 
-int ssl_callback_NewSessionCacheEntry(SSL*, SSL_SESSION* session) {
+void bindSessionStore(SSL_CTX* ctx, SessionStore* store) { SSL_CTX_set_ex_data(ctx, storeIndex(), store); }
+
+int ssl_callback_NewSessionCacheEntry(SSL* ssl, SSL_SESSION* session) {
   // OpenSSL hands the callback a reference of its own and takes any
   // non-zero result to mean the callback kept it: a refusal (-1) releases
   // that reference here, or the session would leak.
-  if (!getLock()) {
+  SessionStore* store = storeOf(ssl ? SSL_get_SSL_CTX(ssl) : nullptr);
+  if (!lockWithin(store, kCallbackLockWaits)) {
     SSL_SESSION_free(session);
     return -1;
   }
+  SharedSessionSegment* segment = storeSegment(store);
   int length = i2d_SSL_SESSION(session, nullptr);
-  if (static_cast<unsigned int>(length) > static_cast<unsigned int>(kMaxStoredSessionLength)) {
-    releaseLock();
+  if (length <= 0 || length > kMaxStoredSessionLength) {
+    releaseLock(store);
     SSL_SESSION_free(session);
     return -1;
   }
-  unsigned char* out = mSharedContainer->sessionData;
+  unsigned char* out = segment->sessionData;
   i2d_SSL_SESSION(session, &out);
-  mSharedContainer->sessionLength = length;
-  releaseLock();
+  segment->sessionLength = length;
+  releaseLock(store);
   return 0;
 }
 
@@ -125,14 +243,14 @@ SSL_SESSION* ssl_callback_GetSessionCacheEntry(SSL*, const unsigned char*, int, 
   return nullptr;
 }
 
-void ssl_callback_DelSessionCacheEntry(SSL_CTX*, SSL_SESSION*) {
-  // OpenSSL may call this again after the store was dropped.
-  if (!sessionStoreAttached()) return;
-  int segmentId = mSharedContainer->segmentId;
-  detachFromSharedMemory(mSharedContainer);
-  gStoreMapped = false;
-  mSharedContainer = nullptr;
-  deleteSharedMemory(segmentId);
+void ssl_callback_DelSessionCacheEntry(SSL_CTX* ctx, SSL_SESSION* session) {
+  SessionStore* store = storeOf(ctx);
+  if (session == nullptr || !lockWithin(store, kCallbackLockWaits)) return;
+  SharedSessionSegment* segment = storeSegment(store);
+  SSL_SESSION* stored = decodeStored(segment);
+  if (stored != nullptr && sameSession(stored, session)) segment->sessionLength = 0;
+  SSL_SESSION_free(stored);
+  releaseLock(store);
 }
 
 void dumpSessionInfo(SSL_SESSION*, const char*) {}

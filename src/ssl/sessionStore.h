@@ -8,14 +8,17 @@
 
 // The SSL session store: the one most recent SSL session of a client
 // certificate, kept in a System V shared-memory segment so that every
-// process on the machine that uses the same certificate file resumes the
-// same session. The segment is keyed by ftok(certificatePath, 82) and is
-// attached by the first SSL context a process builds (see BSSLContext).
+// process of the same user on the machine that uses the same certificate
+// file resumes the same session. Each certificate path has a segment of
+// its own, keyed by ftok(certificatePath, 82), created readable and
+// writable by its owner only (0600). A context stores and offers sessions
+// only through the segment of its own certificate, so two certificates in
+// one process never share a session.
 //
-// Every process and thread that uses the segment serialises its access
-// with the segment's lock byte. The lock is a best-effort plain byte, not
-// an atomic: it bounds the time a crashed holder can cost (about one
-// second) rather than guaranteeing exclusion.
+// Every process and thread that uses a segment serialises its access with
+// the segment's lock byte, taken with an atomic exchange on that byte. A
+// holder that crashed costs the others at most about one second per
+// attempt.
 
 // Byte layout of the shared segment. Other processes of other builds map
 // the same bytes, so the layout is fixed: native byte order, 4236 bytes.
@@ -47,19 +50,25 @@ constexpr int kSessionProjectId = 82;
 // Largest session encoding the store holds.
 constexpr int kMaxStoredSessionLength = static_cast<int>(sizeof(SharedSessionSegment::sessionData));
 
-// Where this process attached the store, or null when it has none. Set by
-// the first SSL context of the process; cleared by the remove-session
-// callback. An SSL context's destructor detaches the segment but leaves
-// the address here, so use sessionStoreAttached() to know whether it may
-// be read.
+// One certificate's store as this process sees it. Made by
+// sessionStoreFor() and kept for the life of the process, so a pointer to
+// it stays valid even after the segment has been detached.
+struct SessionStore;
+
+// Where this process attached the store of the first certificate it used,
+// or null. Kept for applications that read it; the library itself goes
+// through each certificate's SessionStore. detachSessionStore() unmaps the
+// segment but leaves the address here, so use sessionStoreAttached() to
+// know whether it may be read.
 extern SharedSessionSegment* mSharedContainer;
 
 // Opens the segment keyed by ftok(path, projectId), creating it (mode
-// 0666, size bytes) when it does not exist, and attaches it. Stores the
+// 0600, size bytes) when it does not exist, and attaches it. Stores the
 // segment identifier in segmentId. Returns the address, null when ftok or
-// shmget fails (with a perror line "ftok" or "shmget"), or shmat's
-// (void*)-1 when the attach fails. The caller detaches the result with
-// detachFromSharedMemory().
+// shmget fails (with a perror line "ftok" or "shmget", except when the
+// segment belongs to another user, which is no fault of this process and
+// is passed over silently), or shmat's (void*)-1 when the attach fails.
+// The caller detaches the result with detachFromSharedMemory().
 void* createSharedMemorySpace(const char* path, int& segmentId, int size, int projectId);
 
 // Detaches a segment; nothing for null. A failed detach prints a perror
@@ -70,37 +79,59 @@ void detachFromSharedMemory(void* address);
 // nothing for 0 or while other processes still use it.
 void deleteSharedMemory(int segmentId);
 
-// Attaches the store of certificatePath for this process when it has none
-// yet (mSharedContainer null): opens or creates the segment, records the
-// path (cut to 127 bytes) and segment identifier in it, and clears its
-// lock, even one another process holds at that moment, so that a lock left
-// by a crashed process is freed by the next process. Stores the identifier
-// in segmentId. When the segment cannot be had the process stays without a
-// store. Returns true when this call attached the store.
+// The store of certificatePath for this process, attached on the first
+// call for that path: opens or creates the segment, records the path (cut
+// to 127 bytes) and segment identifier in it, and clears its lock, even
+// one another process holds at that moment, so that a lock left by a
+// crashed process is freed by the next process. When this call attached
+// the segment, stores its identifier in *segmentId (when not null). A
+// segment that cannot be had (another user's, ftok failing) leaves the
+// store without a segment until detachSessionStore() runs. Null only for a
+// null path. Thread-safe.
+SessionStore* sessionStoreFor(const char* certificatePath, int* segmentId = nullptr);
+
+// The segment of store, or null while it has none. The address is valid
+// until detachSessionStore().
+SharedSessionSegment* storeSegment(SessionStore* store);
+
+// Kept for compatibility: attaches the store of certificatePath as
+// sessionStoreFor() does. Returns true when this call attached it.
 bool attachSessionStore(const char* certificatePath, int& segmentId);
 
-// Detaches the store from this process without forgetting its address
-// (mSharedContainer keeps it, sessionStoreAttached() turns false): the
-// process has no store from then on. Nothing when no store is attached.
+// Detaches every store of this process (mSharedContainer keeps its
+// address; sessionStoreAttached() turns false). A later sessionStoreFor()
+// attaches again. Run when the pool of SSL contexts goes.
 void detachSessionStore();
 
-// True while this process has the store attached and may read it.
+// True while this process has the store of mSharedContainer attached.
 bool sessionStoreAttached();
 
-// Takes the store's lock, waiting at most 500 times 2 ms for a holder to
-// release it. Returns 1 with the lock, 0 after the wait or when the
-// process has no store.
-unsigned char getLock();
+// Takes store's lock, waiting at most 500 times 2 ms for a holder to
+// release it. Returns 1 with the lock, 0 after the wait or when store has
+// no segment.
+unsigned char getLock(SessionStore* store);
+// getLock(store) with at most maxWaits waits of 2 ms.
+unsigned char lockWithin(SessionStore* store, int maxWaits);
+// Releases store's lock, whoever holds it. Nothing without a segment.
+void releaseLock(SessionStore* store);
 
-// Releases the store's lock, whoever holds it. Nothing without a store.
+// The same for the store of mSharedContainer.
+unsigned char getLock();
 void releaseLock();
 
-// OpenSSL's new-session callback: stores session in the segment, replacing
-// the one stored. Returns 0 (OpenSSL keeps no extra reference for the
-// store), or -1 when the lock cannot be had or the encoding is longer than
-// 4096 bytes; the stored session then stays as it was. Like every
-// new-session callback it is handed a reference of its own to session:
-// it releases that reference when it returns -1.
+// Makes ctx store sessions in store: the callbacks below find it through
+// ctx. The store lives as long as the process, so nothing unbinds it.
+void bindSessionStore(SSL_CTX* ctx, SessionStore* store);
+
+// OpenSSL's new-session callback: stores session in the store bound to
+// the connection's context, replacing the one stored. Waits at most about
+// 10 ms for the lock. TLS 1.3 sessions
+// arrive here while the reply is read, TLS 1.2 ones at the end of the
+// handshake. Returns 0 (OpenSSL keeps no extra reference for the store),
+// or -1 when the context has no store, the lock cannot be had or the
+// encoding is longer than 4096 bytes; the stored session then stays as it
+// was. Like every new-session callback it is handed a reference of its
+// own to session: it releases that reference when it returns -1.
 int ssl_callback_NewSessionCacheEntry(SSL* ssl, SSL_SESSION* session);
 
 // OpenSSL's get-session callback. Always null: sessions are never looked
@@ -109,10 +140,12 @@ int ssl_callback_NewSessionCacheEntry(SSL* ssl, SSL_SESSION* session);
 SSL_SESSION* ssl_callback_GetSessionCacheEntry(SSL* ssl, const unsigned char* id, int idLength,
                                                int* copy);
 
-// OpenSSL's remove-session callback: drops the whole store for the rest of
-// the process (detaches it, clears mSharedContainer and removes the
-// segment when no other process uses it). The session itself is left
-// alone. Nothing when the process has no store attached.
+// OpenSSL's remove-session callback. OpenSSL calls it for many reasons (a
+// failed handshake, a single-use ticket consumed, a TLS 1.2 session
+// replaced by a new ticket); only when session is the one stored (same
+// session ID or same ticket) is the stored session cleared (length 0).
+// The segment always stays attached and is never deleted. Waits at most
+// about 10 ms for the lock.
 void ssl_callback_DelSessionCacheEntry(SSL_CTX* ctx, SSL_SESSION* session);
 
 // Diagnostic entry points kept for applications that call them; they do

@@ -4,12 +4,118 @@
 #include <openssl/err.h>
 #include <openssl/ssl.h>
 #include <openssl/x509.h>
+#include <openssl/x509_vfy.h>
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <poll.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstring>
 
 #include "BSSLContext.h"
 
-int sslConnect(BSSLContext* ctx) {
-  ERR_clear_error();
-  return SSL_connect(ctx->getSSLObject());
+namespace {
+
+// What the failed handshake on ssl left behind, as one sentence.
+std::string handshakeFailure(SSL* ssl, int sslError, int savedErrno) {
+  std::string text;
+  unsigned long code = ERR_peek_error();
+  const char* reason = code != 0 ? ERR_reason_error_string(code) : nullptr;
+  if (reason != nullptr) {
+    text = reason;
+  } else if (code != 0) {
+    char buffer[256];
+    ERR_error_string_n(code, buffer, sizeof buffer);
+    text = buffer;
+  } else if (sslError == SSL_ERROR_SYSCALL && savedErrno != 0) {
+    text = strerror(savedErrno);
+  } else {
+    text = "the server closed the connection during the handshake";
+  }
+  long verify = SSL_get_verify_result(ssl);
+  if (verify != X509_V_OK) {
+    text += ": ";
+    text += X509_verify_cert_error_string(verify);
+  }
+  return text;
+}
+
+}  // namespace
+
+void sslSetPeer(BSSLContext* ctx, const char* server, bool checkName) {
+  SSL* ssl = ctx->getSSLObject();
+  if (ssl == nullptr) return;
+  if (server == nullptr) server = "";
+  in_addr ignored;
+  bool address = inet_pton(AF_INET, server, &ignored) == 1;
+  // Servers are named by host name only; an address or an empty name
+  // sends none.
+  SSL_set_tlsext_host_name(ssl, address || *server == '\0' ? nullptr : const_cast<char*>(server));
+  X509_VERIFY_PARAM* param = SSL_get0_param(ssl);
+  X509_VERIFY_PARAM_set1_host(param, nullptr, 0);
+  X509_VERIFY_PARAM_set1_ip(param, nullptr, 0);
+  if (!checkName || (SSL_get_verify_mode(ssl) & SSL_VERIFY_PEER) == 0) return;
+  if (address) {
+    X509_VERIFY_PARAM_set1_ip_asc(param, server);
+  } else {
+    X509_VERIFY_PARAM_set1_host(param, server, 0);
+  }
+}
+
+bool sslHandshake(BSSLContext* ctx, int fd, int timeoutMs, std::string* detail) {
+  SSL* ssl = ctx->getSSLObject();
+  int flags = fcntl(fd, F_GETFL);
+  // A gateway that accepts the connection and then stalls must not hold
+  // the transaction: the handshake runs non-blocking, each wait bounded
+  // by what is left of the time allowed.
+  if (ssl == nullptr || flags == -1 || fcntl(fd, F_SETFL, flags | O_NONBLOCK) == -1) {
+    *detail = "the connection could not be set up";
+    return false;
+  }
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+  for (;;) {
+    ERR_clear_error();
+    errno = 0;
+    int result = SSL_connect(ssl);
+    if (result == 1) return true;
+    int savedErrno = errno;
+    int sslError = SSL_get_error(ssl, result);
+    short events = sslError == SSL_ERROR_WANT_READ ? POLLIN : sslError == SSL_ERROR_WANT_WRITE ? POLLOUT : 0;
+    if (events == 0) {
+      *detail = handshakeFailure(ssl, sslError, savedErrno);
+      return false;
+    }
+    int ready = 0;
+    do {
+      auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+      if (left.count() <= 0) break;
+      pollfd waiting{fd, events, 0};
+      ready = poll(&waiting, 1, static_cast<int>(left.count()));
+    } while (ready == -1 && errno == EINTR);
+    if (ready < 0) {
+      *detail = strerror(errno);
+      return false;
+    }
+    if (ready == 0) {
+      *detail = "SSL handshake timed out after " + std::to_string(timeoutMs / 1000) + " seconds";
+      return false;
+    }
+  }
+}
+
+bool sslRefusedAfterHandshake(BSSLContext* ctx, std::string* detail) {
+  SSL* ssl = ctx->getSSLObject();
+  unsigned long code = ERR_peek_last_error();
+  // OpenSSL reports an alert received from the peer as an SSL error whose
+  // reason is the alert's number past SSL_AD_REASON_OFFSET.
+  if (ssl == nullptr || SSL_version(ssl) != TLS1_3_VERSION || ERR_GET_LIB(code) != ERR_LIB_SSL ||
+      ERR_GET_REASON(code) < SSL_AD_REASON_OFFSET) {
+    return false;
+  }
+  *detail = handshakeFailure(ssl, SSL_ERROR_SSL, 0);
+  return true;
 }
 
 int sslWrite(BSSLContext* ctx, const char* data, int length) {

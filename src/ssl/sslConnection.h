@@ -1,6 +1,8 @@
 #ifndef ZELVAN_SSLCONNECTION_H_
 #define ZELVAN_SSLCONNECTION_H_
 
+#include <string>
+
 class BSSLContext;
 
 // The OpenSSL calls that the transaction engine makes on a context's
@@ -8,10 +10,29 @@ class BSSLContext;
 // thread's OpenSSL error queue first, so that a failure is reported for
 // this call and not for an earlier one.
 
-// Runs the client handshake (SSL_connect) on the context's connection,
-// which must be bound to a connected socket. Returns SSL_connect's result:
-// greater than 0 on success.
-int sslConnect(BSSLContext* ctx);
+// Sets up the context's connection for server, a host name or a dotted
+// IPv4 address, before setSocket(): a host name is sent as the server
+// name (SNI); when the context verifies gateways (a CA file is set) and
+// checkName is true, the gateway's certificate must also name server (DNS
+// names against its subjectAltName DNS entries, or its common name when
+// it has none; addresses against its IP entries). Whatever an earlier
+// connection of the context set is replaced.
+void sslSetPeer(BSSLContext* ctx, const char* server, bool checkName);
+
+// Runs the client handshake on the context's connection, bound to the
+// connected descriptor fd, for at most timeoutMs milliseconds; fd is left
+// non-blocking. Returns true when the handshake completed; otherwise
+// *detail holds why: OpenSSL's reason with the verification result when
+// there is one (for example "certificate verify failed: unable to get
+// local issuer certificate"), or the time-out.
+bool sslHandshake(BSSLContext* ctx, int fd, int timeoutMs, std::string* detail);
+
+// Under TLS 1.3 a gateway checks the client certificate only after the
+// client has finished its handshake, so a refusal arrives as an alert on
+// the first read instead. True when the last failed read on the context's
+// connection was such an alert from the gateway, with *detail as for
+// sslHandshake(); false otherwise.
+bool sslRefusedAfterHandshake(BSSLContext* ctx, std::string* detail);
 
 // Writes length bytes of data with a single SSL_write. Returns its result:
 // negative on failure.

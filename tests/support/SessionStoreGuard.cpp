@@ -27,8 +27,8 @@ int SessionStoreGuard::segmentOf(const std::string& certificatePath) {
 }
 
 void SessionStoreGuard::dropStore() {
-  // The remove callback detaches the store; a store that a context's
-  // destructor already detached leaves only its address to forget.
-  ssl_callback_DelSessionCacheEntry(nullptr, nullptr);
+  // Contexts that outlive the test attach their store again when they
+  // next need it.
+  detachSessionStore();
   mSharedContainer = nullptr;
 }

@@ -5,14 +5,14 @@
 
 class TestCertificates;
 
-// Gives a test a process without an SSL session store, and removes the
+// Gives a test a process without SSL session stores attached, and removes the
 // shared-memory segments that the test (or a process it started) created
 // for the files of a certificate set, so that none outlives the test run.
 class SessionStoreGuard {
  public:
-  // Drops any store the process has.
+  // Detaches every store the process has.
   explicit SessionStoreGuard(const TestCertificates& certs);
-  // Drops the process's store and removes the segments of certs' files.
+  // Detaches the process's stores and removes the segments of certs' files.
   ~SessionStoreGuard();
   SessionStoreGuard(const SessionStoreGuard&) = delete;
   SessionStoreGuard& operator=(const SessionStoreGuard&) = delete;

@@ -17,6 +17,17 @@ namespace {
 // context, and OpenSSL refuses to resume verified sessions without one.
 const unsigned char kSessionContext[] = "zelvan-gateway-sim";
 
+// Refuses a client whose server name is not the one required (the
+// simulator's options are the callback's argument), as load balancers
+// that route by name do.
+int checkServerName(SSL* ssl, int* alert, void* arg) {
+  const auto* options = static_cast<const SimOptions*>(arg);
+  const char* name = SSL_get_servername(ssl, TLSEXT_NAMETYPE_host_name);
+  if (name != nullptr && options->requireSni == name) return SSL_TLSEXT_ERR_OK;
+  *alert = SSL_AD_UNRECOGNIZED_NAME;
+  return SSL_TLSEXT_ERR_ALERT_FATAL;
+}
+
 std::string openSslReason() {
   char text[256] = "unknown reason";
   unsigned long code = ERR_get_error();
@@ -49,9 +60,12 @@ bool GatewayServer::setUpTls(std::string* error) {
     *error = "cannot create the TLS context: " + openSslReason();
     return false;
   }
-  // Merchants' clients speak TLS 1.2 and resume TLS 1.2 sessions.
-  SSL_CTX_set_min_proto_version(m_tls, TLS1_2_VERSION);
-  SSL_CTX_set_max_proto_version(m_tls, TLS1_2_VERSION);
+  // TLS 1.2 and 1.3 as real gateways offer them, or 1.3 alone.
+  SSL_CTX_set_min_proto_version(m_tls, m_options.tls13Only ? TLS1_3_VERSION : TLS1_2_VERSION);
+  if (!m_options.requireSni.empty()) {
+    SSL_CTX_set_tlsext_servername_callback(m_tls, checkServerName);
+    SSL_CTX_set_tlsext_servername_arg(m_tls, const_cast<SimOptions*>(&m_options));
+  }
   if (SSL_CTX_use_certificate_chain_file(m_tls, m_options.certFile.c_str()) != 1 ||
       SSL_CTX_use_PrivateKey_file(m_tls, m_options.keyFile.c_str(), SSL_FILETYPE_PEM) != 1 ||
       SSL_CTX_check_private_key(m_tls) != 1) {
@@ -69,9 +83,8 @@ bool GatewayServer::setUpTls(std::string* error) {
     SSL_CTX_set_verify(m_tls, SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT, nullptr);
   }
   SSL_CTX_set_session_id_context(m_tls, kSessionContext, sizeof(kSessionContext) - 1);
-  // Clients that close without close_notify (as the library does, to keep
-  // its session) must not get their session thrown out of the cache.
-  SSL_CTX_set_options(m_tls, SSL_OP_IGNORE_UNEXPECTED_EOF);
+  // A client that closes without close_notify gets its session thrown out
+  // of the cache, as real servers do.
   if (m_options.noResume) {
     SSL_CTX_set_session_cache_mode(m_tls, SSL_SESS_CACHE_OFF);
     SSL_CTX_set_options(m_tls, SSL_OP_NO_TICKET);

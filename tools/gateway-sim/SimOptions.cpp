@@ -60,6 +60,8 @@ const char* usageText() {
          "  --bind ADDR               IPv4 address to listen on (default 127.0.0.1)\n"
          "  --no-resume               refuse TLS session resumption\n"
          "  --no-tickets              resume by session ID only, no session tickets\n"
+         "  --tls13-only              refuse TLS 1.2 (TLS 1.2 and 1.3 by default)\n"
+         "  --require-sni NAME        refuse clients that do not send server name NAME\n"
          "  --record FILE             append every message received to FILE\n"
          "  --stats FILE              keep the counters in FILE, rewritten on each change\n"
          "  --fault NAME              misbehave on connections and non-STATUS requests\n"
@@ -82,6 +84,8 @@ bool parseOptions(int argc, char** argv, SimOptions* options, std::string* error
       options->noResume = true;
     } else if (option == "--no-tickets") {
       options->noTickets = true;
+    } else if (option == "--tls13-only") {
+      options->tls13Only = true;
     } else if (option == "--verbose") {
       options->verbose = true;
     } else if (option == "--help") {
@@ -106,6 +110,8 @@ bool parseOptions(int argc, char** argv, SimOptions* options, std::string* error
         options->caFile = value;
       } else if (option == "--bind") {
         options->bindAddress = value;
+      } else if (option == "--require-sni") {
+        options->requireSni = value;
       } else if (option == "--record") {
         options->recordFile = value;
       } else if (option == "--stats") {

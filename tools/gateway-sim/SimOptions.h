@@ -30,6 +30,8 @@ struct SimOptions {
   int port = 0;  // 0 picks a free port
   bool noResume = false;   // refuse session resumption altogether
   bool noTickets = false;  // resume by session ID only
+  bool tls13Only = false;  // refuse TLS 1.2
+  std::string requireSni;  // when set, refuse clients that do not send this server name
   std::string recordFile;
   std::string statsFile;
   Fault fault = Fault::kNone;        // for non-STATUS requests and connections

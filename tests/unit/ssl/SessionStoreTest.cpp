@@ -39,22 +39,32 @@ SSL_SESSION* sessionEncodedIn(SSL* ssl, int length) {
   return nullptr;
 }
 
-// Offers session to the new-session callback the way OpenSSL does: with a
-// reference of its own, released by OpenSSL when the callback returns 0.
-int offer(SSL_SESSION* session) {
+// Offers session to ssl's new-session callback the way OpenSSL does: with
+// a reference of its own, released by OpenSSL when the callback returns 0.
+int offer(SSL* ssl, SSL_SESSION* session) {
   SSL_SESSION_up_ref(session);
-  int result = ssl_callback_NewSessionCacheEntry(nullptr, session);
+  int result = ssl_callback_NewSessionCacheEntry(ssl, session);
   if (result == 0) SSL_SESSION_free(session);
   return result;
 }
 
-// Runs one handshake with ctx against server and ends it as the client does.
+// Runs one handshake with ctx against server, reads the server's greeting
+// (TLS 1.3 tickets arrive with it) and ends it as the client does.
 bool handshakeOnce(BSSLContext& ctx, TlsTestServer& server) {
   BSocket socket;
   bool connected = connectTls(ctx, socket, server.port());
+  if (connected) {
+    socket.setBlocking();
+    char greeting[16];
+    connected = SSL_read(ctx.getSSLObject(), greeting, sizeof greeting) > 0;
+  }
   closeTls(ctx, socket);
   return connected;
 }
+
+void greet(SSL* ssl) { TlsTestServer::send(ssl, "hello"); }
+
+SharedSessionSegment* segmentOf(const std::string& path) { return storeSegment(sessionStoreFor(path.c_str())); }
 
 class SessionStoreTest : public ::testing::Test {
  protected:
@@ -63,32 +73,32 @@ class SessionStoreTest : public ::testing::Test {
 
 }  // namespace
 
-TEST_F(SessionStoreTest, FirstContextAttachesTheSegmentOfItsCertificate) {
+TEST_F(SessionStoreTest, EachCertificateHasASegmentOfItsOwnForItsOwnerOnly) {
   const std::string path = certs().clientPem();
   BSSLContext first(path.c_str(), "", "", "client");
-  ASSERT_TRUE(sessionStoreAttached());
-  SharedSessionSegment* segment = mSharedContainer;
+  SharedSessionSegment* segment = segmentOf(path);
+  ASSERT_NE(segment, nullptr);
+  EXPECT_EQ(mSharedContainer, segment) << "the first store of the process";
   EXPECT_STREQ(segment->certificatePath, path.c_str());
   EXPECT_EQ(segment->segmentId, SessionStoreGuard::segmentOf(path));
   EXPECT_EQ(segment->lockFlag, 0);
   shmid_ds info;
   ASSERT_EQ(shmctl(segment->segmentId, IPC_STAT, &info), 0);
   EXPECT_EQ(info.shm_segsz, 4236u);
-  EXPECT_EQ(info.shm_perm.mode & 0777, 0666u);
+  EXPECT_EQ(info.shm_perm.mode & 0777, 0600u) << "no other user reads the master secret";
 
-  // Later contexts of the process use the same store, whatever their path.
+  // Another certificate gets a segment of its own; the same one the same.
   BSSLContext other(certs().clientP12().c_str(), "", "", "client");
+  SharedSessionSegment* otherSegment = segmentOf(certs().clientP12());
+  ASSERT_NE(otherSegment, nullptr);
+  EXPECT_NE(otherSegment->segmentId, segment->segmentId);
   EXPECT_EQ(mSharedContainer, segment);
-
-  // The same path opens the same segment again; another path another one.
-  int same = 0, different = 0;
-  void* again = createSharedMemorySpace(path.c_str(), same, kSessionSegmentSize, kSessionProjectId);
-  void* elsewhere = createSharedMemorySpace(certs().clientP12().c_str(), different, kSessionSegmentSize,
-                                            kSessionProjectId);
+  BSSLContext again(path.c_str(), "", "", "client");
+  EXPECT_EQ(segmentOf(path), segment);
+  int same = 0;
+  void* reopened = createSharedMemorySpace(path.c_str(), same, kSessionSegmentSize, kSessionProjectId);
   EXPECT_EQ(same, segment->segmentId);
-  EXPECT_NE(different, segment->segmentId);
-  detachFromSharedMemory(again);
-  detachFromSharedMemory(elsewhere);
+  detachFromSharedMemory(reopened);
 }
 
 TEST_F(SessionStoreTest, LongPathsAreCutAndMissingFilesLeaveNoStore) {
@@ -104,8 +114,8 @@ TEST_F(SessionStoreTest, LongPathsAreCutAndMissingFilesLeaveNoStore) {
   std::filesystem::copy_file(certs().clientPem(), path);
   {
     BSSLContext longPath(path.c_str(), "", "", "client");
-    ASSERT_TRUE(sessionStoreAttached());
-    EXPECT_EQ(std::string(mSharedContainer->certificatePath), path.substr(0, 127));
+    ASSERT_NE(segmentOf(path), nullptr);
+    EXPECT_EQ(std::string(segmentOf(path)->certificatePath), path.substr(0, 127));
   }
   // The segment is keyed by a file outside the guard's directory listing.
   int id = SessionStoreGuard::segmentOf(path);
@@ -127,64 +137,90 @@ TEST_F(SessionStoreTest, LockWaitsAboutOneSecondForAHolder) {
 
 TEST_F(SessionStoreTest, StoresSessionsOfUpTo4096Bytes) {
   BSSLContext ctx(certs().clientPem().c_str(), certs().password().c_str(), "", "client");
-  ASSERT_TRUE(sessionStoreAttached());
-  ASSERT_NE(ctx.getSSLObject(), nullptr);
-  SSL_SESSION* fits = sessionEncodedIn(ctx.getSSLObject(), 4096);
-  SSL_SESSION* tooLong = sessionEncodedIn(ctx.getSSLObject(), 4097);
+  SSL* ssl = ctx.getSSLObject();
+  ASSERT_NE(ssl, nullptr);
+  SharedSessionSegment* segment = segmentOf(certs().clientPem());
+  ASSERT_NE(segment, nullptr);
+  SSL_SESSION* fits = sessionEncodedIn(ssl, 4096);
+  SSL_SESSION* tooLong = sessionEncodedIn(ssl, 4097);
   ASSERT_NE(fits, nullptr);
   ASSERT_NE(tooLong, nullptr);
 
-  EXPECT_EQ(offer(fits), 0);
-  EXPECT_EQ(mSharedContainer->sessionLength, 4096);
+  EXPECT_EQ(offer(ssl, fits), 0);
+  EXPECT_EQ(segment->sessionLength, 4096);
   std::vector<unsigned char> expected(4096);
   unsigned char* out = expected.data();
   i2d_SSL_SESSION(fits, &out);
-  EXPECT_EQ(memcmp(mSharedContainer->sessionData, expected.data(), expected.size()), 0);
+  EXPECT_EQ(memcmp(segment->sessionData, expected.data(), expected.size()), 0);
 
-  EXPECT_EQ(offer(tooLong), -1);
-  EXPECT_EQ(mSharedContainer->sessionLength, 4096) << "the stored session stays";
-  EXPECT_EQ(mSharedContainer->lockFlag, 0) << "the lock is released on refusal";
+  EXPECT_EQ(offer(ssl, tooLong), -1);
+  EXPECT_EQ(segment->sessionLength, 4096) << "the stored session stays";
+  EXPECT_EQ(segment->lockFlag, 0) << "the lock is released on refusal";
   SSL_SESSION* readBack = ctx.getSession();
   ASSERT_NE(readBack, nullptr);
   EXPECT_EQ(i2d_SSL_SESSION(readBack, nullptr), 4096);
-  EXPECT_EQ(mSharedContainer->lockFlag, 0);
+  EXPECT_EQ(segment->lockFlag, 0);
 
-  mSharedContainer->lockFlag = 1;
-  EXPECT_EQ(offer(fits), -1) << "no store without the lock";
-  mSharedContainer->lockFlag = 0;
+  segment->lockFlag = 1;
+  EXPECT_EQ(offer(ssl, fits), -1) << "no store without the lock";
+  segment->lockFlag = 0;
+  EXPECT_EQ(offer(nullptr, fits), -1) << "no store without a context to name it";
 
   EXPECT_EQ(ssl_callback_GetSessionCacheEntry(nullptr, nullptr, 0, nullptr), nullptr);
   SSL_SESSION_free(fits);
   SSL_SESSION_free(tooLong);
 }
 
-TEST_F(SessionStoreTest, RemoveCallbackDropsTheStoreForTheProcess) {
-  BSSLContext ctx(certs().clientPem().c_str(), "", "", "client");
-  ASSERT_TRUE(sessionStoreAttached());
-  int id = mSharedContainer->segmentId;
-  ssl_callback_DelSessionCacheEntry(nullptr, nullptr);
-  EXPECT_EQ(mSharedContainer, nullptr);
-  EXPECT_EQ(getLock(), 0);
-  shmid_ds info;
-  EXPECT_EQ(shmctl(id, IPC_STAT, &info), -1) << "a segment no process uses is removed";
-  ssl_callback_DelSessionCacheEntry(nullptr, nullptr);  // a second removal finds nothing to do
-  EXPECT_EQ(ctx.getSession(), nullptr);
+TEST_F(SessionStoreTest, RemovalClearsOnlyTheStoredSessionAndKeepsTheSegment) {
+  TlsTestServer server(certs(), greet);
+  BSSLContext ctx(certs().clientPem().c_str(), certs().password().c_str(), "", "client");
+  SSL_set_max_proto_version(ctx.getSSLObject(), TLS1_2_VERSION);
+  ASSERT_TRUE(handshakeOnce(ctx, server));
+  SharedSessionSegment* segment = segmentOf(certs().clientPem());
+  int stored = segment->sessionLength;
+  ASSERT_GT(stored, 0);
+  SSL_CTX* sslCtx = SSL_get_SSL_CTX(ctx.getSSLObject());
+
+  // Another session (another ID, no ticket) leaves the stored one alone.
+  SSL_SESSION* other = sessionEncodedIn(ctx.getSSLObject(), 300);
+  const unsigned char otherId[] = "another session id";
+  SSL_SESSION_set1_id(other, otherId, sizeof otherId - 1);
+  ssl_callback_DelSessionCacheEntry(sslCtx, other);
+  EXPECT_EQ(segment->sessionLength, stored);
+  ssl_callback_DelSessionCacheEntry(nullptr, ctx.getSession());
+  EXPECT_EQ(segment->sessionLength, stored) << "a context without a store removes nothing";
+
+  ssl_callback_DelSessionCacheEntry(sslCtx, ctx.getSession());
+  EXPECT_EQ(segment->sessionLength, 0) << "the stored session is cleared";
+  EXPECT_EQ(segmentOf(certs().clientPem()), segment) << "the segment stays attached";
+  EXPECT_EQ(getLock(sessionStoreFor(certs().clientPem().c_str())), 1);
+  releaseLock(sessionStoreFor(certs().clientPem().c_str()));
+  SSL_SESSION_free(other);
+
+  ASSERT_TRUE(handshakeOnce(ctx, server));
+  EXPECT_GT(segment->sessionLength, 0) << "the next session is stored as usual";
 }
 
-TEST_F(SessionStoreTest, EveryHandshakeAfterTheFirstResumes) {
-  TlsTestServer server(certs());
-  BSSLContext first(certs().clientPem().c_str(), certs().password().c_str(), "", "client");
-  ASSERT_TRUE(handshakeOnce(first, server));
-  EXPECT_GT(mSharedContainer->sessionLength, 0);
-  ASSERT_TRUE(handshakeOnce(first, server));  // the held session is offered again
-  ASSERT_TRUE(handshakeOnce(first, server));
-  BSSLContext second(certs().clientPem().c_str(), certs().password().c_str(), "", "client");
-  ASSERT_TRUE(handshakeOnce(second, server));  // a new context reads the store
+TEST_F(SessionStoreTest, EveryHandshakeAfterTheFirstResumesUnderTls12And13) {
+  for (int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
+    SessionStoreGuard fresh(certs());
+    TlsTestServer server(certs(), greet);
+    auto limited = [version](BSSLContext& ctx) {
+      SSL_set_max_proto_version(ctx.getSSLObject(), version);
+      return &ctx;
+    };
+    BSSLContext first(certs().clientPem().c_str(), certs().password().c_str(), "", "client");
+    ASSERT_TRUE(handshakeOnce(*limited(first), server));
+    EXPECT_GT(segmentOf(certs().clientPem())->sessionLength, 0);
+    ASSERT_TRUE(handshakeOnce(first, server));
+    ASSERT_TRUE(handshakeOnce(first, server));
+    BSSLContext second(certs().clientPem().c_str(), certs().password().c_str(), "", "client");
+    ASSERT_TRUE(handshakeOnce(*limited(second), server));  // a new context reads the store
 
-  auto seen = server.waitForConnections(4);
-  ASSERT_EQ(seen.size(), 4u);
-  EXPECT_FALSE(seen[0].resumed);
-  for (size_t i = 1; i < seen.size(); i++) EXPECT_TRUE(seen[i].resumed) << i;
-  for (auto& c : seen) EXPECT_EQ(c.version, TLS1_2_VERSION);
+    auto seen = server.waitForConnections(4);
+    ASSERT_EQ(seen.size(), 4u);
+    EXPECT_FALSE(seen[0].resumed);
+    for (size_t i = 1; i < seen.size(); i++) EXPECT_TRUE(seen[i].resumed) << version << " " << i;
+    for (auto& c : seen) EXPECT_EQ(c.version, version);
+  }
 }
-
