@@ -27,6 +27,13 @@ for extra in "$@"; do
   esac
 done
 
+# The TLS servers of the interoperability suite (tests/interop): installed
+# as root, optional otherwise, since their cases are then skipped.
+if [ "$(id -u)" = 0 ] && command -v apt-get >/dev/null 2>&1; then
+  need stunnel4   command -v stunnel4
+  need gnutls-bin command -v gnutls-serv
+fi
+
 [ -z "$missing" ] && exit 0
 
 if [ "$(id -u)" = 0 ] && command -v apt-get >/dev/null 2>&1; then
