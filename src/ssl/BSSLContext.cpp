@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstring>
 #include <ctime>
+#include <mutex>
 
 #include "BString.h"
 #include "memTrack.h"
@@ -105,18 +106,22 @@ const char* BSSLContext::classType() { return staticType(); }
 const char* BSSLContext::staticType() { return "BNetObject:BSSLContext"; }
 
 void BSSLContext::initSSL() {
-  if (kSSLInited) return;
-  // Error strings and every cipher and digest, without reading the
-  // system's OpenSSL configuration file.
-  OPENSSL_init_ssl(OPENSSL_INIT_LOAD_SSL_STRINGS | OPENSSL_INIT_LOAD_CRYPTO_STRINGS |
-                       OPENSSL_INIT_ADD_ALL_CIPHERS | OPENSSL_INIT_ADD_ALL_DIGESTS |
-                       OPENSSL_INIT_NO_LOAD_CONFIG,
-                   nullptr);
-  kSSLInited = 1;
+  // Threads that run their first transactions at once initialise OpenSSL
+  // exactly once.
+  static std::once_flag once;
+  std::call_once(once, [] {
+    // Error strings and every cipher and digest, without reading the
+    // system's OpenSSL configuration file.
+    OPENSSL_init_ssl(OPENSSL_INIT_LOAD_SSL_STRINGS | OPENSSL_INIT_LOAD_CRYPTO_STRINGS |
+                         OPENSSL_INIT_ADD_ALL_CIPHERS | OPENSSL_INIT_ADD_ALL_DIGESTS |
+                         OPENSSL_INIT_NO_LOAD_CONFIG,
+                     nullptr);
+    kSSLInited = 1;
+  });
 }
 
 SSL* BSSLContext::getSSLObject() {
-  if (!kSSLInited) initSSL();
+  initSSL();
   if (ctx == nullptr && !loadContext()) return nullptr;
   if (ssl == nullptr) ssl = SSL_new(ctx);
   return ssl;

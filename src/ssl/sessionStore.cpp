@@ -72,7 +72,7 @@ bool attachSessionStore(const char* certificatePath, int& segmentId) {
           sizeof mSharedContainer->certificatePath - 1);
   mSharedContainer->certificatePath[sizeof mSharedContainer->certificatePath - 1] = '\0';
   mSharedContainer->segmentId = segmentId;
-  lockByte() = 0;
+  __atomic_store_n(&lockByte(), 0, __ATOMIC_RELEASE);
   return true;
 }
 
@@ -86,18 +86,17 @@ bool sessionStoreAttached() { return mSharedContainer != nullptr && gStoreMapped
 
 unsigned char getLock() {
   if (!sessionStoreAttached()) return 0;
-  int waits = 0;
-  while (lockByte() != 0 && waits < kLockWaits) {
+  // The byte is shared with other processes and threads; the exchange
+  // makes taking it one step, so two holders never both see it free.
+  for (int waits = 0;; waits++) {
+    if (__atomic_exchange_n(&lockByte(), 1, __ATOMIC_ACQUIRE) == 0) return 1;
+    if (waits >= kLockWaits) return 0;
     Sleep(kLockWaitMs);
-    waits++;
   }
-  if (waits >= kLockWaits) return 0;
-  lockByte() = 1;
-  return 1;
 }
 
 void releaseLock() {
-  if (sessionStoreAttached()) lockByte() = 0;
+  if (sessionStoreAttached()) __atomic_store_n(&lockByte(), 0, __ATOMIC_RELEASE);
 }
 
 int ssl_callback_NewSessionCacheEntry(SSL*, SSL_SESSION* session) {
