@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <memory>
 #include <sstream>
@@ -108,4 +111,25 @@ TEST_F(HostileInput, RepliesCannotChangeLocalOrConnectionSettings) {
   std::string log = logText();
   EXPECT_NE(log.find("Ignored 5 reply field(s) that only this client may set."), std::string::npos);
   EXPECT_EQ(log.find("localhost"), std::string::npos) << "ignored values are not logged";
+}
+
+TEST_F(HostileInput, TheCommandLineClientReportsTheRefusal) {
+  GatewaySim sim(certs_);
+  setenv("ZELVAN_CERT_PASSWORD", certs_.password().c_str(), 1);
+  std::string command = std::string(ZV_TXN_PROGRAM) + " -s 127.0.0.1 -p " + std::to_string(sim.port()) +
+                        " -c " + certs_.clientP12() + " -a " + certs_.caCert() +
+                        " CLIENTID=10000001 TRANSACTIONTYPE=PURCHASE CARDDATA=4111111111111111"
+                        " NOTE=a=b 2>&1";
+  FILE* pipe = popen(command.c_str(), "r");
+  ASSERT_NE(pipe, nullptr);
+  std::string output;
+  char buffer[4096];
+  for (size_t n; (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;) output.append(buffer, n);
+  int status = pclose(pipe);
+  unsetenv("ZELVAN_CERT_PASSWORD");
+
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) != 0) << output;
+  EXPECT_NE(output.find("ERROR=INVALID FIELD\n"), std::string::npos) << output;
+  EXPECT_NE(output.find("ERROR_DETAIL=The field [NOTE] holds \"=\""), std::string::npos) << output;
+  EXPECT_EQ(sim.stat("connections"), 0);
 }
