@@ -1,11 +1,15 @@
 # Wraps CMake + Ninja. `make` builds, `make test` runs every test,
 # `make sanitize` runs every test under AddressSanitizer and UBSan,
+# `make tsan` runs every test under ThreadSanitizer (the thread stress test
+# with TSAN_STRESS_PURCHASES purchases per thread),
 # `make install PREFIX=DIR` installs the library, headers and programs,
 # `make bench` builds in release mode and runs the benchmarks (bench/README.md),
 # `make fuzz` runs the libFuzzer targets (clang), FUZZ_SECONDS each,
 # `make memcheck` runs MEMCHECK_COUNT transactions under valgrind.
 BUILD      ?= build
 SAN_BUILD  ?= build-sanitize
+TSAN_BUILD ?= build-tsan
+TSAN_STRESS_PURCHASES ?= 100
 BENCH_BUILD ?= build-bench
 BENCH_RESULTS ?= $(BUILD)/bench
 FUZZ_BUILD ?= build-fuzz
@@ -15,7 +19,7 @@ JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
 PREFIX     ?= /usr/local
 
-.PHONY: all deps configure test sanitize bench install fuzz memcheck demo clean
+.PHONY: all deps configure test sanitize tsan bench install fuzz memcheck demo clean
 
 all: configure
 	cmake --build $(BUILD) -j $(JOBS)
@@ -36,6 +40,14 @@ sanitize: deps
 	  ASAN_OPTIONS=halt_on_error=1:detect_leaks=1 \
 	  UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 \
 	  LSAN_OPTIONS=suppressions=$(CURDIR)/tests/lsan.supp \
+	  ctest --output-on-failure -j $(JOBS)
+
+tsan: deps
+	@test -f $(TSAN_BUILD)/build.ninja || cmake -S . -B $(TSAN_BUILD) -G Ninja -DZV_TSAN=ON -DCMAKE_BUILD_TYPE=RelWithDebInfo $(CMAKE_ARGS)
+	cmake --build $(TSAN_BUILD) -j $(JOBS)
+	cd $(TSAN_BUILD) && \
+	  TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1" \
+	  ZV_STRESS_PURCHASES=$(TSAN_STRESS_PURCHASES) \
 	  ctest --output-on-failure -j $(JOBS)
 
 bench:
@@ -61,4 +73,4 @@ demo: all
 	@BUILD=$(BUILD) bash scripts/demo.sh
 
 clean:
-	rm -rf $(BUILD) $(SAN_BUILD) $(BENCH_BUILD) $(FUZZ_BUILD)
+	rm -rf $(BUILD) $(SAN_BUILD) $(TSAN_BUILD) $(BENCH_BUILD) $(FUZZ_BUILD)

@@ -27,7 +27,7 @@ bool refuse(txn* t, const char* logLine, const char* error) {
 }  // namespace
 
 bool initialiseClient(txn* t) {
-  if (!m_client_inited) {
+  if (!clientInited()) {
     logDebugMessage(t, "\t\tiniting the client libraries...");
     if (init_client() == 0) {
       storeFailure(t, "UNABLE TO INITIALISE ZELVAN CLIENT");

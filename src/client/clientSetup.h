@@ -6,8 +6,12 @@
 // The client's process state and the preparation that every exchange with
 // the gateway begins with.
 
-// Set by init_client(), cleared by free_client().
+// Set by init_client(), cleared by free_client(). Read it through
+// clientInited(): threads share it.
 extern bool m_client_inited;
+
+// m_client_inited, read atomically.
+inline bool clientInited() { return __atomic_load_n(&m_client_inited, __ATOMIC_ACQUIRE); }
 
 // Readies a transaction for an exchange: initialises the library if
 // needed, checks that the certificate file can be read and that a port

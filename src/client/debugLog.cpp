@@ -4,7 +4,9 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
+#include <mutex>
 #include <string>
 
 #include "BObject.h"
@@ -17,6 +19,12 @@ char theDebugFileName[128] = ".\\ZelvanDebugLog.log";
 
 namespace {
 
+// Guards the transaction-less log's settings and its writes, which every
+// thread of the process shares. isDebugOn and tranId are in addition read
+// and written atomically, so that the checks before a line is formatted
+// need no lock.
+std::mutex gDefaultLogGuard;
+
 // Writes one log line: local date and time, milliseconds, the process's
 // transaction number and the text. The milliseconds are read separately
 // from the seconds, so near a second's boundary they may belong to the
@@ -27,7 +35,7 @@ int writeLine(FILE* out, const char* text) {
   localtime_r(&now, &local);
   return fprintf(out, "%04d-%02d-%02d %02d:%02d:%02d_%03li\t[%08d]\t%s\r\n", local.tm_year + 1900,
                  local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec,
-                 getMilliseconds(), tranId, text ? text : "");
+                 getMilliseconds(), __atomic_load_n(&tranId, __ATOMIC_RELAXED), text ? text : "");
 }
 
 std::string vformat(const char* format, va_list args) {
@@ -65,7 +73,21 @@ int logDebugMessage(void* handle, const char* text) {
   return 0;
 }
 
+void setTranId(int id) { __atomic_store_n(&tranId, id, __ATOMIC_RELAXED); }
+
+bool setDefaultLog(const char* path, int debugOn, int debugToStdOut) {
+  size_t n = strlen(path);
+  if (n >= sizeof theDebugFileName) return false;
+  std::lock_guard<std::mutex> guard(gDefaultLogGuard);
+  memcpy(theDebugFileName, path, n + 1);
+  __atomic_store_n(&isDebugOn, debugOn, __ATOMIC_RELAXED);
+  isDebugToStdOut = debugToStdOut;
+  return true;
+}
+
 void logDebugMessage(const char* text) {
+  if (__atomic_load_n(&isDebugOn, __ATOMIC_RELAXED) == 0) return;
+  std::lock_guard<std::mutex> guard(gDefaultLogGuard);
   if (isDebugOn == 0) return;
   if (isDebugToStdOut == 0) {
     // Opened and closed for every line, so that the file is complete even
@@ -90,7 +112,7 @@ int logDebugPrintf(void* handle, const char* format, ...) {
 }
 
 void logDebugPrintf(const char* format, ...) {
-  if (isDebugOn == 0) return;
+  if (__atomic_load_n(&isDebugOn, __ATOMIC_RELAXED) == 0) return;
   va_list args;
   va_start(args, format);
   std::string text = vformat(format, args);

@@ -5,14 +5,24 @@
 // "YYYY-MM-DD hh:mm:ss_mmm\t[tranId as 8 digits]\ttext\r\n".
 
 // Number printed in every log line; replaced by a random number each time a
-// transaction opens a log file. Starts at 1234.
+// transaction opens a log file. Starts at 1234. Change it with setTranId().
 extern int tranId;
 // Copies of the debug settings of the last transaction that opened a log
-// file; they govern the transaction-less log and are never reset.
+// file; they govern the transaction-less log and are never reset. Change
+// them with setDefaultLog() only: threads share them.
 extern int isDebugOn;
 extern int isDebugToStdOut;
 // File the transaction-less log appends to (127 bytes and a NUL).
 extern char theDebugFileName[128];
+
+// Sets tranId; safe while other threads write log lines.
+void setTranId(int id);
+
+// Makes path the transaction-less log's file and copies the debug settings
+// of the transaction that opened it, all in one step under the log's lock.
+// A path longer than theDebugFileName can hold whole changes nothing and
+// returns false: the log never writes to a cut-off path.
+bool setDefaultLog(const char* path, int debugOn, int debugToStdOut);
 
 // Writes text to the log of a transaction (a txn*) when its DEBUG is on:
 // to its log file (flushed at once), or to standard output while gVerbose

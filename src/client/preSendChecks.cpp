@@ -10,6 +10,7 @@
 #include "debugLog.h"
 #include "memTrack.h"
 #include "sslConnection.h"
+#include "sslPool.h"
 
 namespace {
 
@@ -60,7 +61,6 @@ void cleanUpAfterDoTransaction(txn* t, BSSLContext* ctx, int fd, BSocket* socket
   if (ctx != nullptr) {
     if (t != nullptr) logDebugMessage(t, "\t\tClosing Context...");
     ctx->ShutdownSSL();
-    ctx->setInUse(0);
   }
   if (fd != -1) {
     if (t != nullptr) logDebugMessage(t, "\t\tClosing Socket...");
@@ -74,6 +74,9 @@ void cleanUpAfterDoTransaction(txn* t, BSSLContext* ctx, int fd, BSocket* socket
     }
   }
   trackDelete(socket);
+  // Handed back last, with its socket closed, so that the next holder
+  // finds nothing of this connection left in it.
+  release_ssl(ctx);
   if (t != nullptr) {
     clearPCISensitiveData(t, "CVC2");
     clearPCISensitiveData(t, "CARDEXPIRYDATE");

@@ -22,10 +22,10 @@ bool validCertificate(txn* t, BSSLContext* ctx);
 bool essentialParametersExist(txn* t);
 
 // Releases what one exchange holds, each step only when its argument is
-// present: shuts the TLS connection down without an alert and hands the
-// context back to the pool (ctx), closes the descriptor (fd != -1),
-// deletes the socket object, and finally masks or erases the card data of
-// the bundle (CVC2, CARDEXPIRYDATE, then CARDDATA).
+// present: shuts the TLS connection down without an alert (ctx), closes
+// the descriptor (fd != -1), deletes the socket object, hands the context
+// back to the pool, and finally masks or erases the card data of the
+// bundle (CVC2, CARDEXPIRYDATE, then CARDDATA).
 void cleanUpAfterDoTransaction(txn* t, BSSLContext* ctx, int fd, BSocket* socket);
 
 // The same, after deleting response when it is not null.

@@ -17,6 +17,8 @@
 #include "doSSLRead.h"
 #include "memTrack.h"
 #include "preSendChecks.h"
+#include "replyMerge.h"
+#include "requestChecks.h"
 #include "sslConnection.h"
 #include "sslPool.h"
 #include "transaction.h"
@@ -81,11 +83,12 @@ struct Exchange {
     return written >= 0;
   }
 
-  // Reads one gateway message and merges it into the bundle.
+  // Reads one gateway message and merges what the gateway may set of it
+  // into the bundle.
   bool receive() {
     BString* reply = doSSLRead(ctx, socket);
     if (reply == nullptr) return false;
-    bundle->addAll(reply->buffer());
+    mergeReply(t, reply->buffer());
     trackDelete(reply);
     return true;
   }
@@ -93,8 +96,7 @@ struct Exchange {
   // Hands a context whose handshake failed back to the pool, so that the
   // pool does not keep it marked in use for ever.
   void releaseContext() {
-    if (ctx == nullptr) return;
-    ctx->setInUse(0);
+    release_ssl(ctx);
     ctx = nullptr;
   }
 
@@ -206,12 +208,13 @@ bool DoTransaction(void* handle) {
   x.log("\t\tEntering doTransaction...");
   x.log("\t\tAdditional Logging enabled.");
   if (!initialiseClient(x.t)) return false;
+  int port = 0;
+  if (!checkServerPort(x.t, &port) || !checkSendableFields(x.t)) return false;
 
   Credentials credentials = {x.field("_CERTIFICATEPATH"), x.field("_CERTIFICATEPASSWORD"),
                              x.field("_CAFILE"), x.field("CLIENTID"),
                              !sameTextNoCase(x.bundle->get("_VERIFYHOST"), "OFF")};
   int serverCount = atoi(x.field("SERVERCOUNT").c_str());
-  int port = atoi(x.field("SERVERPORT").c_str());
   // A missing type is no status check, so that the parameter check can
   // report it.
   bool statusCheck = sameTextNoCase(x.bundle->get("TRANSACTIONTYPE"), "STATUS");
@@ -299,7 +302,7 @@ bool DoTransaction(void* handle) {
            static_cast<unsigned long>(certTime), static_cast<unsigned long>(wireTime),
            static_cast<unsigned long>(moreWireTime), static_cast<unsigned long>(cleanupTime));
   x.bundle->put("TIMINGS", static_cast<const char*>(text));
-  snprintf(text, sizeof text, "%d keys - %d objects", m_ssl_contexts ? m_ssl_contexts->size() : 0,
+  snprintf(text, sizeof text, "%d keys - %d objects", get_ssl_key_count(),
            get_ssl_object_count());
   x.bundle->put("NUM_SSL_OBJECTS", static_cast<const char*>(text));
   return true;

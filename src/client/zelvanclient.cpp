@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <mutex>
 
 #include "BHashTable.h"
 #include "BMemoryTable.h"
@@ -26,10 +27,15 @@ void createPoolTable() {
   if (m_ssl_contexts == nullptr) m_ssl_contexts = trackNew(new BHashTable(), "ssl context pool");
 }
 
+// Makes init_client() and free_client() one step each when threads call
+// them at once (a first transaction of several threads initialises the
+// library through initialiseClient()).
+std::mutex gClientGuard;
+
 void init() { init_client(); }
 
 void fini() {
-  if (m_client_inited) free_client();
+  if (clientInited()) free_client();
 }
 
 // Creates the pool's table and initialises the client when the library is
@@ -67,20 +73,21 @@ void openLog(txn* t, const char* path) {
     logDebugMessage(t, "Unable to create debugLog file . Writing to stdOut instead.\r\n");
     return;
   }
-  tranId = getTranId();
+  setTranId(getTranId());
   t->debugToStdOut = 0;
   logDebugMessage(t, "----------------------------------");
   logDebugMessage(t, "Writing to Logfile.");
   logDebugPrintf(t, "Setting default Log Location to [%s]", path);
-  // A path longer than the name buffer is cut to its 127 bytes; the
-  // transaction-less log then appends to the shortened path.
-  size_t n = strnlen(path, sizeof theDebugFileName - 1);
-  memcpy(theDebugFileName, path, n);
-  theDebugFileName[n] = '\0';
-  isDebugOn = t->debugOn;
-  isDebugToStdOut = t->debugToStdOut;
-  logDebugPrintf(t, "Default Log Location is [%s]", theDebugFileName);
-  logDebugPrintf(t, "isDebugOn=[%d]; isDebugToStdOut=[%d];", isDebugOn, isDebugToStdOut);
+  // A path too long for the transaction-less log's name buffer leaves that
+  // log where it was rather than splitting it off to a cut-off path; this
+  // transaction's own log is the file just opened either way.
+  if (!setDefaultLog(path, t->debugOn, t->debugToStdOut)) {
+    logDebugPrintf(t, "Default Log Location unchanged: the path is longer than %zu characters.",
+                   sizeof theDebugFileName - 1);
+    return;
+  }
+  logDebugPrintf(t, "Default Log Location is [%s]", path);
+  logDebugPrintf(t, "isDebugOn=[%d]; isDebugToStdOut=[%d];", t->debugOn, t->debugToStdOut);
 }
 
 // The whole bundle as text in a malloc() array, so that applications in
@@ -103,21 +110,25 @@ const char* orEmpty(const char* s) { return s != nullptr ? s : ""; }
 }  // namespace
 
 int init_client(void) {
-  if (!m_client_inited) {
+  std::lock_guard<std::mutex> guard(gClientGuard);
+  if (!clientInited()) {
     createPoolTable();
     srand(static_cast<unsigned>(time(nullptr)));
-    m_client_inited = true;
+    __atomic_store_n(&m_client_inited, true, __ATOMIC_RELEASE);
   }
-  return m_client_inited;
+  return 1;
 }
 
+// The application calls free_client() once no transaction runs any more:
+// it destroys the pool with every SSL context in it.
 int free_client(void) {
-  if (!m_client_inited) return 1;
+  std::lock_guard<std::mutex> guard(gClientGuard);
+  if (!clientInited()) return 1;
   // The table owns every key, list and SSL context it holds.
   trackDelete(m_ssl_contexts);
   m_ssl_contexts = nullptr;
   BMemoryTable::free();
-  m_client_inited = false;
+  __atomic_store_n(&m_client_inited, false, __ATOMIC_RELEASE);
   return 1;
 }
 

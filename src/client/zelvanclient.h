@@ -28,9 +28,13 @@
 ** overwritten in the bundle at the end of every exchange.
 **
 ** Fields whose names begin with "_" stay in the process and are never sent
-** to the gateway; every other field is sent as it stands.
+** to the gateway; every other field is sent as it stands. A reply from the
+** gateway never changes the "_" fields, SERVER0..., SERVERCOUNT or
+** SERVERPORT.
 **
-** Threads: a handle must be used by one thread at a time. The library
+** Threads: one txn per thread at a time, any number of txns at once.
+** Threads may run transactions in parallel, each on a handle of its own;
+** two threads must never use the same handle at the same time. The library
 ** initialises itself when it is loaded and releases its resources when it
 ** is unloaded; init_client() and free_client() exist for applications that
 ** want to do so explicitly.
@@ -113,6 +117,8 @@ BHashTable *flushBundle(txn *t);
 **
 ** Without a log file, log lines go to standard output. Both fields are
 ** ordinary fields as well and are sent to the gateway.
+** Any text is stored as given; execute() refuses to send a field that the
+** message cannot carry (see execute()).
 ** The result carries no meaning.
 */
 int put(txn *t, const char *name, const char *value);
@@ -133,7 +139,8 @@ char *get(txn *t, const char *name);
 
 /*
 ** Stores field SERVERPORT, the gateway's port as decimal text, used for
-** every server of the list. Logs the port.
+** every server of the list. Logs the port. execute() accepts only a whole
+** decimal number from 1 to 65535 and otherwise fails before connecting.
 ** The result carries no meaning.
 */
 int setPort(txn *t, const char *port);
@@ -189,6 +196,13 @@ void setServers(txn *t, const char *list);
 ** milliseconds). Card data in the bundle are masked or overwritten
 ** afterwards. Blocks the calling thread: up to 5 seconds for each server
 ** that does not answer and about 30 seconds for each reply awaited.
+**
+** Nothing is sent, and ERROR is "INVALID FIELD" with an ERROR_DETAIL
+** naming the field (never its value), when a field that would be sent has
+** CR, LF or "=" in its value, or a name that is empty or holds "=", CR or
+** LF. RESULT "0" alone means approved. With a TXNREFERENCE in the bundle
+** and RESULT "-1" the outcome is unknown: never repeat the payment; ask
+** for its status later with the reference.
 */
 int execute(txn *t);
 

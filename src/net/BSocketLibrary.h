@@ -4,8 +4,9 @@
 #include "BObject.h"
 
 // Number of users of the socket layer in this process; 0 at load. Every
-// client BSocket counts as one while it lives. A plain counter: not guarded
-// against use from several threads at once.
+// client BSocket counts as one while it lives. The library changes it
+// with atomic operations only, so sockets of many threads count right;
+// code outside the library should only read it.
 extern int kNumLibraryInits;
 
 // When set, the socket library prints a line on standard output as its

@@ -21,13 +21,11 @@ void Sleep(int ms) {
 }
 
 int64_t GetTickCount() {
-  static bool firstCall = true;
-  static time_t origin = 0;
+  // Read before the origin, so that the very first call gives 0. The
+  // origin is set once, by whichever thread calls first; the others wait
+  // for it (a function-local static's start-up is thread-safe).
   time_t now = time(nullptr);
-  if (firstCall) {
-    origin = now;
-    firstCall = false;
-  }
+  static const time_t origin = now;
   return static_cast<int64_t>(now - origin) * 1000;
 }
 

@@ -1,5 +1,7 @@
 #include "sslPool.h"
 
+#include <chrono>
+#include <condition_variable>
 #include <mutex>
 
 #include "BHashTable.h"
@@ -14,13 +16,14 @@ int m_ssl_locks = 0;
 
 namespace {
 
-constexpr int kLockAttempts = 1001;
-constexpr int kLockWaitMs = 5;
+// How long a caller waits for the pool before giving up: what 1000 waits
+// of 5 ms used to add up to.
+constexpr std::chrono::milliseconds kLockGiveUp(5000);
 
-// Makes the test-and-take of m_ssl_locks one step for the threads of the
-// process; the counter itself stays the lock's state, so the five-second
-// give-up works as before.
+// Guards m_ssl_locks, which stays the pool lock's state; waiters sleep on
+// gPoolFree until a holder releases the lock or the give-up time passes.
 std::mutex gCounterGuard;
+std::condition_variable gPoolFree;
 
 // Takes the first idle context of list, or returns null.
 BSSLContext* takeIdle(BVector* list) {
@@ -38,24 +41,20 @@ BSSLContext* takeIdle(BVector* list) {
 }  // namespace
 
 int get_ssl_lock() {
-  for (int attempt = 1; attempt <= kLockAttempts; attempt++) {
-    {
-      std::lock_guard<std::mutex> guard(gCounterGuard);
-      if (m_ssl_locks == 0) {
-        m_ssl_locks = 1;
-        return 1;
-      }
-    }
-    if (attempt < kLockAttempts) Sleep(kLockWaitMs);
-  }
-  return 0;
+  std::unique_lock<std::mutex> guard(gCounterGuard);
+  if (!gPoolFree.wait_for(guard, kLockGiveUp, [] { return m_ssl_locks == 0; })) return 0;
+  m_ssl_locks = 1;
+  return 1;
 }
 
 void release_ssl_lock() {
-  std::lock_guard<std::mutex> guard(gCounterGuard);
-  // A release without a holder must not leave the counter below zero,
-  // where no caller could take the lock again.
-  if (m_ssl_locks > 0) m_ssl_locks--;
+  {
+    std::lock_guard<std::mutex> guard(gCounterGuard);
+    // A release without a holder must not leave the counter below zero,
+    // where no caller could take the lock again.
+    if (m_ssl_locks > 0) m_ssl_locks--;
+  }
+  gPoolFree.notify_one();
 }
 
 void* get_ssl(const char* certificatePath, const char* password, const char* caFile,
@@ -102,17 +101,37 @@ void* get_ssl(const char* certificatePath, const char* password, const char* caF
   return context;
 }
 
+void release_ssl(void* context) {
+  if (context == nullptr) return;
+  // Cleared while the pool is held: a caller of get_ssl() can only see the
+  // context idle once its connection is fully reset. Without the lock the
+  // context stays marked in use, and the pool builds another one.
+  if (!get_ssl_lock()) return;
+  static_cast<BSSLContext*>(context)->setInUse(0);
+  release_ssl_lock();
+}
+
+int get_ssl_key_count() {
+  if (!get_ssl_lock()) return -1;
+  int count = m_ssl_contexts != nullptr ? m_ssl_contexts->size() : 0;
+  release_ssl_lock();
+  return count;
+}
+
 int get_ssl_object_count() {
-  if (m_ssl_contexts == nullptr) return 0;
-  BVector* values = m_ssl_contexts->getValues();
+  if (!get_ssl_lock()) return -1;
   int count = 0;
-  for (int i = 0; i < values->size(); i++) {
-    BObject* value = values->get(i, 0);
-    if (value != nullptr && value->instanceOf(BVector::staticType())) {
-      count += static_cast<BVector*>(value)->size();
+  if (m_ssl_contexts != nullptr) {
+    BVector* values = m_ssl_contexts->getValues();
+    for (int i = 0; i < values->size(); i++) {
+      BObject* value = values->get(i, 0);
+      if (value != nullptr && value->instanceOf(BVector::staticType())) {
+        count += static_cast<BVector*>(value)->size();
+      }
     }
+    trackDelete(values);
   }
-  trackDelete(values);
+  release_ssl_lock();
   return count;
 }
 

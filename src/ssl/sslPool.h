@@ -21,19 +21,30 @@ extern int m_ssl_locks;
 // same path, password and CA file, or null when the pool lock could not be
 // had within about five seconds. clientId is passed to the context and is
 // not part of the key. The context stays the pool's: hand it back with
-// setInUse(0), never delete it.
+// release_ssl(), never delete it.
 void* get_ssl(const char* certificatePath, const char* password, const char* caFile,
               const char* clientId);
 
-// Takes the pool lock, trying 1001 times with 5 ms sleeps in between.
+// Hands a context that get_ssl() gave out back to the pool: resets its
+// connection and marks it idle, both under the pool lock, so that no other
+// thread can take it half-reset. Its socket must be closed or no longer
+// read by the caller. A null context is ignored.
+void release_ssl(void* context);
+
+// Takes the pool lock, waiting up to about five seconds for its holder.
 // Returns true on success, false after giving up.
 int get_ssl_lock();
 
-// Releases the pool lock.
+// Releases the pool lock and wakes one waiter.
 void release_ssl_lock();
 
-// The number of contexts in the pool, in use or not.
+// The number of contexts in the pool, in use or not, counted under the
+// pool lock; -1 when the lock could not be had.
 int get_ssl_object_count();
+
+// The number of credential keys in the pool, counted under the pool lock;
+// -1 when the lock could not be had.
+int get_ssl_key_count();
 
 // struct tm conversions used by the log's time stamps: year + 1900,
 // month + 1.

@@ -126,7 +126,7 @@ TEST_F(Transaction, FailsOverToTheNextServer) {
 }
 
 TEST_F(Transaction, NoServerAcceptingGivesTheSocketError) {
-  GatewaySim& sim = gateway();
+  gateway();
   MerchantTxn& session = merchant();
   setServers(session.handle(), "127.0.0.2;127.0.0.3");
   session.purchase();
@@ -153,7 +153,7 @@ TEST_F(Transaction, UnusableCertificateStopsBeforeTheHandshake) {
 }
 
 TEST_F(Transaction, RefusedHandshakeCannotNegotiate) {
-  GatewaySim& sim = gateway();
+  gateway();
   MerchantTxn& session = merchant();
   put_CertificatePath(session.handle(), certs_.otherClientPem().c_str());
   session.purchase();
@@ -225,7 +225,7 @@ TEST_F(Transaction, GatewayFaultsEndWithTheirErrors) {
 }
 
 TEST_F(Transaction, RepliesInSmallPiecesAreAssembled) {
-  GatewaySim& sim = gateway({"--fault", "slow", "--chunk-bytes", "5", "--chunk-delay-ms", "5"});
+  gateway({"--fault", "slow", "--chunk-bytes", "5", "--chunk-delay-ms", "5"});
   MerchantTxn& session = merchant();
   session.purchase();
   EXPECT_EQ(session.execute(), 1) << session.field("ERROR");

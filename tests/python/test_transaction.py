@@ -9,6 +9,8 @@ import socket
 import subprocess
 import sys
 import tempfile
+import threading
+import time
 import unittest
 
 import zelvan
@@ -184,6 +186,35 @@ class BundleTest(unittest.TestCase):
         for use in [lambda: t["AMOUNT"], lambda: t.set_port(1), t.execute, t.flush]:
             with self.assertRaises(ValueError):
                 use()
+
+
+class ThreadsTest(SimulatorTest):
+    def test_transactions_on_separate_objects_run_in_parallel_threads(self):
+        # Replies come in slow pieces, so that a purchase mostly waits on the
+        # network: eight at once take about as long as one, unless calls
+        # into the library were made to take turns.
+        sim = self.simulator("--fault", "slow", "--chunk-bytes", "40", "--chunk-delay-ms", "40")
+        count = 8
+
+        def run_all(transactions, threads):
+            results = [None] * len(transactions)
+
+            def work(indexes):
+                for i in indexes:
+                    results[i] = transactions[i].execute()
+            workers = [threading.Thread(target=work, args=(range(n, len(transactions), threads),))
+                       for n in range(threads)]
+            start = time.monotonic()
+            for worker in workers:
+                worker.start()
+            for worker in workers:
+                worker.join()
+            self.assertTrue(all(result is not None and result.approved for result in results), results)
+            return time.monotonic() - start
+
+        one_thread = run_all([self.purchase(sim) for _ in range(count)], 1)
+        parallel = run_all([self.purchase(sim) for _ in range(count)], count)
+        self.assertLess(parallel, one_thread / 2, "one thread %.2f s, %d threads %.2f s" % (one_thread, count, parallel))
 
 
 if __name__ == "__main__":

@@ -135,8 +135,9 @@ bool Connection::respond(TlsStream& stream, Phase phase, Fault fault, const std:
     stream.holdUntilClosed();
     return false;
   }
-  std::string text = formatMessage(reply);
   const SimOptions& options = m_context.options;
+  reply.insert(reply.end(), options.extraReplyFields.begin(), options.extraReplyFields.end());
+  std::string text = formatMessage(reply);
   IoStatus status = fault == Fault::kSlow ? stream.writeInPieces(text, options.chunkBytes, options.chunkDelayMs)
                                           : stream.write(text);
   return status == IoStatus::kOk;

@@ -71,6 +71,7 @@ const char* usageText() {
          "  --chunk-bytes N           piece size for the slow fault (default 3)\n"
          "  --chunk-delay-ms N        pause between pieces for the slow fault (default 50)\n"
          "  --idle-timeout SECONDS    close a connection silent this long (default 120)\n"
+         "  --reply-field NAME=VALUE  add this field to every reply (repeatable)\n"
          "  --verbose                 describe every connection and message on stderr\n"
          "  --help                    print this text\n"
          "Faults: none, first-error, first-no-reference, close-before-final, final-never,\n"
@@ -134,6 +135,13 @@ bool parseOptions(int argc, char** argv, SimOptions* options, std::string* error
       } else if (option == "--idle-timeout") {
         if (!numberIn(1, 86400)) return false;
         options->idleTimeoutSeconds = static_cast<int>(number);
+      } else if (option == "--reply-field") {
+        size_t equals = value.find('=');
+        if (equals == 0 || equals == std::string::npos) {
+          *error = "--reply-field takes NAME=VALUE: " + value;
+          return false;
+        }
+        options->extraReplyFields.emplace_back(value.substr(0, equals), value.substr(equals + 1));
       } else if (option == "--fault" || option == "--status-fault") {
         Fault fault;
         if (!faultFromName(value, &fault)) {

@@ -2,6 +2,8 @@
 #define ZELVAN_GATEWAYSIM_SIMOPTIONS_H_
 
 #include <string>
+#include <utility>
+#include <vector>
 
 // A misbehaviour the simulator can be told to show, so that clients can be
 // tested against it. For a STATUS request its one reply counts as both the
@@ -41,6 +43,9 @@ struct SimOptions {
   int chunkBytes = 3;                // piece size of the slow fault
   int chunkDelayMs = 50;             // pause between pieces of the slow fault
   int idleTimeoutSeconds = 120;      // a connection silent this long is closed
+  // Fields added to every reply written, as a hostile gateway would add
+  // them (name, value).
+  std::vector<std::pair<std::string, std::string>> extraReplyFields;
   bool verbose = false;
   bool help = false;
 };

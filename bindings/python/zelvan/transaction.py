@@ -1,6 +1,7 @@
 """Transaction, Result and TransactionError: the Python face of the C API."""
 
 import ctypes
+import functools
 import threading
 
 from . import _library
@@ -9,35 +10,31 @@ _lib = None
 _lib_lock = threading.Lock()
 
 
-class _Serialised:
-    """The library's functions, called one at a time across the process.
-
-    ctypes lets other Python threads run while a C function runs, but the
-    library keeps process-wide state without locks (the debug log's
-    settings, its allocation records), so only one call may be inside it
-    at a time. Transactions in parallel need processes of their own.
-    """
-
-    def __init__(self, lib):
-        self._lib = lib
-        self._lock = threading.RLock()
-
-    def __getattr__(self, name):
-        function = getattr(self._lib, name)
-
-        def call(*args):
-            with self._lock:
-                return function(*args)
-        return call
-
-
 def library():
     """The loaded libzelvanclient, loaded on first use (see _library.candidates)."""
     global _lib
     with _lib_lock:
         if _lib is None:
-            _lib = _Serialised(_library.load())
+            _lib = _library.load()
         return _lib
+
+
+def _locked(method):
+    """Runs a Transaction method under that Transaction's own lock.
+
+    The library lets any number of threads run transactions at once, each
+    on its own handle, but one handle must not be used by two threads at a
+    time. ctypes releases the GIL while a C function runs, so transactions
+    on different Transaction objects run in parallel, while calls on one
+    Transaction take turns. The lock is held for the whole method, so that
+    a text read from the bundle is copied before another thread can change
+    or flush it.
+    """
+    @functools.wraps(method)
+    def call(self, *args, **kwargs):
+        with self._lock:
+            return method(self, *args, **kwargs)
+    return call
 
 
 def _encode(text, what, sent=True):
@@ -157,10 +154,12 @@ class Transaction:
     empty field as absent. Names and values are str (UTF-8 on the wire),
     bytes or int; text that the gateway message cannot carry (CR, LF, NUL,
     and "=" in a name or in the value of a field that is sent) raises
-    ValueError. A handle is used by one thread at a time.
+    ValueError. Threads may share a Transaction (its calls take turns), and
+    transactions on different Transaction objects run in parallel.
     """
 
     def __init__(self):
+        self._lock = threading.RLock()
         self._lib = library()
         self._handle = self._lib.newBundle()
         if not self._handle:
@@ -173,6 +172,7 @@ class Transaction:
 
     # -- the bundle as a mapping ------------------------------------------
 
+    @_locked
     def __setitem__(self, name, value):
         data = _encode(name, "name")
         self._lib.put(self._live(), data, _encode(value, "value", sent=not data.startswith(b"_")))
@@ -186,6 +186,7 @@ class Transaction:
     def __contains__(self, name):
         return self.get(name) is not None
 
+    @_locked
     def get(self, name, default=None):
         """The field's text, or default when the bundle has no such field."""
         data = _encode(name, "name")
@@ -195,6 +196,7 @@ class Transaction:
         # The text belongs to the bundle: copy it, never free it.
         return default if not address else _decode(ctypes.string_at(address))
 
+    @_locked
     def fields(self, include_local=False):
         """Every field of the bundle as a dict.
 
@@ -213,6 +215,7 @@ class Transaction:
 
     # -- settings ---------------------------------------------------------
 
+    @_locked
     def set_servers(self, servers):
         """The gateway servers to try in order: a list, or one text separated
         by commas, semicolons or blanks."""
@@ -220,29 +223,35 @@ class Transaction:
             servers = ",".join(servers)
         self._lib.setServers(self._live(), _encode(servers, "value"))
 
+    @_locked
     def set_port(self, port):
         """The gateway's port, the same for every server."""
         self._lib.setPort(self._live(), _encode(port, "value"))
 
+    @_locked
     def set_client_id(self, client_id):
         """The merchant's client identifier (CLIENTID)."""
         self._lib.put_ClientID(self._live(), _encode(client_id, "value"))
 
+    @_locked
     def set_certificate(self, path, password=None):
         """The client certificate file (PKCS#12 or PEM) and, if given, its password."""
         self._lib.put_CertificatePath(self._live(), _encode(path, "value", sent=False))
         if password is not None:
             self.set_certificate_password(password)
 
+    @_locked
     def set_certificate_password(self, password):
         """The client certificate's password; it is neither sent nor logged."""
         self._lib.put_CertificatePassword(self._live(), _encode(password, "value", sent=False))
 
+    @_locked
     def set_ca_file(self, path):
         """The CA file that the gateway's certificate is verified against.
         Without one the gateway's certificate is not verified."""
         self["_CAFILE"] = path
 
+    @_locked
     def set_debug_log(self, destination):
         """Switches the debug log on, to a file path or "stdout"; None switches it off."""
         if destination is None:
@@ -254,6 +263,7 @@ class Transaction:
 
     # -- running ----------------------------------------------------------
 
+    @_locked
     def execute(self):
         """Runs the transaction and returns its Result.
 
@@ -262,7 +272,7 @@ class Transaction:
         a failure of the library (execute() returned 0) or an error reply
         of the gateway. Blocks until the gateway answers or the time-outs
         pass (5 seconds per unreachable server, 30 per awaited reply);
-        other threads' calls into the library wait meanwhile.
+        other threads' transactions run meanwhile.
         """
         completed = self._lib.execute(self._live())
         outcome = Result(completed, self.fields())
@@ -270,11 +280,13 @@ class Transaction:
             raise TransactionError(outcome)
         return outcome
 
+    @_locked
     def flush(self):
         """Empties the bundle for the next transaction. Every field goes,
         settings included; the debug log stays as it was."""
         self._lib.flushBundle(self._live())
 
+    @_locked
     def close(self):
         """Destroys the handle and its fields. Later calls do nothing."""
         if self._handle is not None:

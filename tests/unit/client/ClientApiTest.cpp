@@ -122,7 +122,7 @@ TEST_F(ClientDebugLog, OtherDebugValuesAndStdoutCloseTheFile) {
   put(t, "DEBUG", "OFF");
 }
 
-TEST_F(ClientDebugLog, UnopenableFileLogsToStdoutAndLongPathsAreCut) {
+TEST_F(ClientDebugLog, UnopenableFileLogsToStdoutAndTooLongPathsKeepTheDefaultLog) {
   Handle t;
   put(t, "DEBUG", "ON");
   CaptureStdout();
@@ -131,8 +131,14 @@ TEST_F(ClientDebugLog, UnopenableFileLogsToStdoutAndLongPathsAreCut) {
             (Lines{"Unable to create debugLog file . Writing to stdOut instead.", ""}));
   EXPECT_EQ(t->debugToStdOut, 1);
 
+  put(t, "LOGFILE", path_.c_str());
   std::string longPath = dir_.file(std::string(200, 'a'));
   put(t, "LOGFILE", longPath.c_str());
-  EXPECT_EQ(std::string(theDebugFileName), longPath.substr(0, 127));
+  EXPECT_EQ(logFileTexts(longPath).back(),
+            "Default Log Location unchanged: the path is longer than 127 characters.");
+  EXPECT_EQ(std::string(theDebugFileName), path_);
+  logDebugMessage("a line with no transaction");
+  EXPECT_EQ(logFileTexts(path_).back(), "a line with no transaction");
+  EXPECT_NE(access(longPath.substr(0, 127).c_str(), F_OK), 0) << "no file at the cut-off path";
   put(t, "DEBUG", "OFF");
 }
