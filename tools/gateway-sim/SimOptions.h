@@ -41,6 +41,7 @@ struct SimOptions {
   int idleTimeoutSeconds = 120;      // a connection silent this long is closed
   bool verbose = false;
   bool help = false;
+  bool version = false;
 };
 
 // Fills options from argv. On a bad command line returns false with the
