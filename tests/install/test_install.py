@@ -14,10 +14,10 @@ import glob
 import os
 import re
 import shutil
-import subprocess
 import tempfile
 import unittest
 
+from commands import run
 from gateway_sim import GatewaySim, TestCertificates
 
 CONSUMER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "consumer")
@@ -31,12 +31,6 @@ SANITIZE_FLAGS = ["-fsanitize=address,undefined"] if os.environ.get("ZV_SANITIZE
 PROGRAMS = ["zelvan-txn", "zelvan-gateway-sim", "zelvan-certgen"]
 
 
-def run(command, **kwargs):
-    """Runs a command; a failure reports its output."""
-    done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, **kwargs)
-    if done.returncode != 0:
-        raise AssertionError("%s exited with %d:\n%s" % (" ".join(command), done.returncode, done.stdout))
-    return done.stdout
 
 
 class InstalledTreeTest(unittest.TestCase):
