@@ -25,6 +25,7 @@ if [ $tests = yes ]; then
   need python3      command -v python3
   need pkg-config   command -v pkg-config
   need python3-venv python3 -c 'import ensurepip'
+  need python3-wheel-whl sh -c 'ls /usr/share/python-wheels/wheel-*.whl'
   need man-db       command -v man
 fi
 for extra in "$@"; do
