@@ -26,9 +26,9 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libzelvanclient${PROJECT_VERSION_MAJOR})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_RUNTIME_DESCRIPTION
   "Client library of the Zelvan card-payment gateway
- Connects a merchant application to the Zelvan gateway over TLS with a
- client certificate, fails over between servers, resumes TLS sessions
- across processes and masks card data after every exchange.")
+Connects a merchant application to the Zelvan gateway over TLS with a
+client certificate, fails over between servers, resumes TLS sessions
+across processes and masks card data after every exchange.")
 # ldconfig runs after the library is installed or removed.
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_GENERATE_SHLIBS ON)
 
@@ -40,16 +40,16 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
   "libzelvanclient${PROJECT_VERSION_MAJOR} ${ZV_DEB_EXACT}, libssl-dev (>= 3)")
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION
   "Development files of libzelvanclient
- Headers of the C API and of the object library, the pkg-config file, the
- CMake package zelvanclient and the manual page zelvanclient(3).")
+Headers of the C API and of the object library, the pkg-config file, the
+CMake package zelvanclient and the manual page zelvanclient(3).")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME zelvan-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libzelvanclient${PROJECT_VERSION_MAJOR} ${ZV_DEB_EXACT}")
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION
   "Command-line client and test gateway for libzelvanclient
- zelvan-txn runs one transaction from the shell; zelvan-gateway-sim plays
- the gateway on 127.0.0.1 and zelvan-certgen writes test certificates for
- it.")
+zelvan-txn runs one transaction from the shell; zelvan-gateway-sim plays
+the gateway on 127.0.0.1 and zelvan-certgen writes test certificates for
+it.")
 
 include(CPack)
