@@ -52,7 +52,7 @@ bench:
 install:
 	@sh scripts/ensure-deps.sh --no-tests
 	@test -f $(INSTALL_BUILD)/build.ninja || cmake -S . -B $(INSTALL_BUILD) -G Ninja -DZV_TESTS=OFF -DCMAKE_BUILD_TYPE=RelWithDebInfo $(CMAKE_ARGS)
-	cmake -S . -B $(INSTALL_BUILD) -DCMAKE_INSTALL_PREFIX=$(PREFIX)
+	cmake -S . -B $(INSTALL_BUILD) -DCMAKE_INSTALL_PREFIX=$(abspath $(PREFIX))
 	cmake --build $(INSTALL_BUILD) -j $(JOBS)
 	cmake --install $(INSTALL_BUILD)
 

@@ -113,18 +113,6 @@ class InstalledTreeTest(unittest.TestCase):
         run([CMAKE, "--build", build])
         self.assertIn("refund approved", run([os.path.join(build, "refund"), *self.consumer_args()]))
 
-    def test_cpp_example_builds_against_the_installed_package(self):
-        build = os.path.join(self.work, "example-cpp")
-        flags = " ".join(SANITIZE_FLAGS)
-        run([CMAKE, "-S", os.path.join(SOURCE_DIR, "examples", "cpp"), "-B", build, "-G", "Ninja",
-             "-DCMAKE_PREFIX_PATH=" + self.prefix, "-DCMAKE_CXX_COMPILER=" + CXX,
-             "-DCMAKE_CXX_FLAGS=" + flags, "-DCMAKE_EXE_LINKER_FLAGS=" + flags])
-        run([CMAKE, "--build", build])
-        env = dict(os.environ, ZELVAN_CERT_PASSWORD=TestCertificates.PASSWORD)
-        out = run([os.path.join(build, "purchase_cpp"), "127.0.0.1", str(self.sim.port), self.certs.client_p12,
-                   self.certs.ca], env=env)
-        self.assertIn("approved: APPROVED", out)
-
     def test_pkg_config_and_cmake_versions_come_from_the_header(self):
         with open(os.path.join(SOURCE_DIR, "src", "client", "zelvanclient.h")) as header:
             version = re.search(r'#define ZELVANCLIENT_VERSION "(.*)"', header.read()).group(1)
