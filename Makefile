@@ -3,6 +3,7 @@
 # `make tsan` runs every test under ThreadSanitizer (the thread stress test
 # with TSAN_STRESS_PURCHASES purchases per thread),
 # `make install PREFIX=DIR` installs the library, headers and programs,
+# `make deb` builds the Debian packages into $(DEB_BUILD),
 # `make bench` builds in release mode and runs the benchmarks (bench/README.md),
 # `make fuzz` runs the libFuzzer targets (clang), FUZZ_SECONDS each,
 # `make memcheck` runs MEMCHECK_COUNT transactions under valgrind.
@@ -13,13 +14,15 @@ TSAN_STRESS_PURCHASES ?= 100
 BENCH_BUILD ?= build-bench
 BENCH_RESULTS ?= $(BUILD)/bench
 FUZZ_BUILD ?= build-fuzz
+INSTALL_BUILD ?= build-install
+DEB_BUILD  ?= build-deb
 FUZZ_SECONDS ?= 60
 MEMCHECK_COUNT ?= 200
 JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
 PREFIX     ?= /usr/local
 
-.PHONY: all deps configure test sanitize tsan bench install fuzz memcheck demo clean
+.PHONY: all deps configure test sanitize tsan bench install deb fuzz memcheck demo clean
 
 all: configure
 	cmake --build $(BUILD) -j $(JOBS)
@@ -56,8 +59,20 @@ bench:
 	cmake --build $(BENCH_BUILD) -j $(JOBS)
 	python3 bench/run_bench.py --build $(BENCH_BUILD) --results $(BENCH_RESULTS)
 
-install: all
-	cmake --install $(BUILD) --prefix $(PREFIX)
+# install and deb build in directories of their own without the tests, so
+# that they need neither GoogleTest nor the time to build every test.
+install:
+	@sh scripts/ensure-deps.sh --no-tests
+	@test -f $(INSTALL_BUILD)/build.ninja || cmake -S . -B $(INSTALL_BUILD) -G Ninja -DZV_TESTS=OFF -DCMAKE_BUILD_TYPE=RelWithDebInfo $(CMAKE_ARGS)
+	cmake -S . -B $(INSTALL_BUILD) -DCMAKE_INSTALL_PREFIX=$(abspath $(PREFIX))
+	cmake --build $(INSTALL_BUILD) -j $(JOBS)
+	cmake --install $(INSTALL_BUILD)
+
+deb:
+	@sh scripts/ensure-deps.sh --no-tests dpkg-dev file
+	@test -f $(DEB_BUILD)/build.ninja || cmake -S . -B $(DEB_BUILD) -G Ninja -DZV_TESTS=OFF -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_INSTALL_PREFIX=/usr $(CMAKE_ARGS)
+	cmake --build $(DEB_BUILD) -j $(JOBS)
+	cd $(DEB_BUILD) && cpack -G DEB
 
 fuzz:
 	@sh scripts/ensure-deps.sh clang libclang-rt-14-dev
@@ -73,4 +88,4 @@ demo: all
 	@BUILD=$(BUILD) bash scripts/demo.sh
 
 clean:
-	rm -rf $(BUILD) $(SAN_BUILD) $(TSAN_BUILD) $(BENCH_BUILD) $(FUZZ_BUILD)
+	rm -rf $(BUILD) $(SAN_BUILD) $(TSAN_BUILD) $(BENCH_BUILD) $(FUZZ_BUILD) $(INSTALL_BUILD) $(DEB_BUILD)

@@ -17,6 +17,10 @@ install(TARGETS zelvanclient EXPORT zelvanclientTargets
 
 install(EXPORT zelvanclientTargets NAMESPACE zelvanclient::
   DESTINATION ${ZV_INSTALL_CMAKE_DIR} COMPONENT development)
+# The config file asks for OpenSSL only when the installed library is a
+# static one: a program linked against the shared library needs nothing of
+# OpenSSL's.
+get_target_property(ZV_LIBRARY_TYPE zelvanclient TYPE)
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/zelvanclientConfig.cmake.in
   ${PROJECT_BINARY_DIR}/zelvanclientConfig.cmake
   INSTALL_DESTINATION ${ZV_INSTALL_CMAKE_DIR})
@@ -35,9 +39,26 @@ install(FILES ${PROJECT_BINARY_DIR}/zelvanclient.pc
 
 # zelvan-txn runs transactions from the shell; the simulator and the
 # certificate generator give a merchant a gateway of their own to test on.
+# They find the library through their run path, except in /usr, where the
+# dynamic loader finds it by itself and Debian forbids a run path.
 foreach(program zelvan-txn zelvan-gateway-sim zelvan-certgen)
   if(TARGET ${program})
-    set_target_properties(${program} PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
-    install(TARGETS ${program} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
+    if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+      set_target_properties(${program} PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+    endif()
+    install(TARGETS ${program} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
   endif()
 endforeach()
+
+# Manual pages: the programs' with the programs, the C API's with the
+# headers. The documents go with the library, the license first.
+file(GLOB ZV_MAN1 CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/man/*.1)
+file(GLOB ZV_MAN3 CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/man/*.3)
+install(FILES ${ZV_MAN1} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+install(FILES ${ZV_MAN3} DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT development)
+install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_SOURCE_DIR}/README.md
+  DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)
+install(FILES ${PROJECT_SOURCE_DIR}/docs/guide.md ${PROJECT_SOURCE_DIR}/docs/limits.md
+  DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+
+include(${PROJECT_SOURCE_DIR}/cmake/packaging.cmake)

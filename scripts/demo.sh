@@ -12,7 +12,11 @@ CERTGEN=$BUILD/zelvan-certgen
 rm -rf "$DEMO"
 mkdir -p "$DEMO"
 "$CERTGEN" "$DEMO/certs" >/dev/null
-LOG=$(cd "$DEMO" && pwd)/zelvan-debug.log
+# Absolute paths, so that the printed commands can be pasted from any
+# directory while the demo's simulator runs.
+DEMO=$(cd "$DEMO" && pwd)
+TXN=$(cd "$(dirname "$TXN")" && pwd)/$(basename "$TXN")
+LOG=$DEMO/zelvan-debug.log
 
 "$SIM" --cert "$DEMO/certs/server.pem" --key "$DEMO/certs/server-key.pem" \
   --ca "$DEMO/certs/ca.pem" --port 0 --stats "$DEMO/sim-stats.txt" >"$DEMO/sim-output.txt" 2>&1 &
@@ -37,13 +41,16 @@ for _ in $(seq 100); do
 done
 [ -n "$PORT" ] || { echo "the simulator did not start:"; cat "$DEMO/sim-output.txt"; exit 1; }
 echo "Gateway simulator listening on 127.0.0.1:$PORT"
+echo "To run the same commands yourself, start it again in another terminal:"
+echo "\$ $(cd "$(dirname "$SIM")" && pwd)/$(basename "$SIM") --cert $DEMO/certs/server.pem --key $DEMO/certs/server-key.pem --ca $DEMO/certs/ca.pem --port $PORT"
 
 export ZELVAN_CERT_PASSWORD=zelvan-test
+echo "\$ export ZELVAN_CERT_PASSWORD=$ZELVAN_CERT_PASSWORD"
 run() {
   local title=$1; shift
   echo
   echo "== $title"
-  echo "\$ zelvan-txn -s 127.0.0.1 -p $PORT -c certs/client.p12 -a certs/ca.pem -l zelvan-debug.log $*"
+  echo "\$ $TXN -s 127.0.0.1 -p $PORT -c $DEMO/certs/client.p12 -a $DEMO/certs/ca.pem -l $LOG $*"
   local status=0
   "$TXN" -s 127.0.0.1 -p "$PORT" -c "$DEMO/certs/client.p12" -a "$DEMO/certs/ca.pem" -l "$LOG" "$@" || status=$?
   echo "-> exit status $status"

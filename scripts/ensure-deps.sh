@@ -4,6 +4,11 @@
 # fails, so that the build never stops on a bare compiler error.
 set -e
 
+# --no-tests: only what building and installing the library needs (make
+# install, make deb); the tests' own dependencies are left out.
+tests=yes
+if [ "${1:-}" = --no-tests ]; then tests=no; shift; fi
+
 missing=""
 need() { # need <package> <test command...>
   pkg=$1; shift
@@ -14,16 +19,23 @@ need cmake        command -v cmake
 need ninja-build  command -v ninja
 need g++          command -v g++
 need libssl-dev   test -f /usr/include/openssl/ssl.h
-need libgtest-dev test -f /usr/include/gtest/gtest.h
-need openssl      command -v openssl
-need python3      command -v python3
-need pkg-config   command -v pkg-config
+if [ $tests = yes ]; then
+  need libgtest-dev test -f /usr/include/gtest/gtest.h
+  need openssl      command -v openssl
+  need python3      command -v python3
+  need pkg-config   command -v pkg-config
+  need python3-venv python3 -c 'import ensurepip'
+  need python3-wheel-whl sh -c 'ls /usr/share/python-wheels/wheel-*.whl'
+  need man-db       command -v man
+fi
 for extra in "$@"; do
   case $extra in
     valgrind)          need valgrind command -v valgrind ;;
     clang)             need clang command -v clang ;;
     libclang-rt-14-dev) need libclang-rt-14-dev sh -c 'ls /usr/lib/llvm-14/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a' ;;
     libbenchmark-dev)  need libbenchmark-dev test -f /usr/include/benchmark/benchmark.h ;;
+    dpkg-dev)          need dpkg-dev command -v dpkg-shlibdeps ;;
+    file)              need file command -v file ;;
   esac
 done
 

@@ -48,6 +48,16 @@
 #define ZELVAN_ZELVANCLIENT_H_
 
 /*
+** The version of this library package, as text ("MAJOR.MINOR.PATCH") and
+** as a number (MAJOR*1000000 + MINOR*1000 + PATCH) for comparisons in the
+** preprocessor. The build reads the package version from here, so these
+** two lines are its only definition. It is not the protocol's client
+** version that the library sends as ZELVANCLIENTVERSION.
+*/
+#define ZELVANCLIENT_VERSION "1.0.0"
+#define ZELVANCLIENT_VERSION_NUM 1000000
+
+/*
 ** The handle of one transaction: its bundle of fields and its debug-log
 ** settings. Opaque; created by newBundle(), destroyed by cleanup().
 */
@@ -66,6 +76,15 @@ typedef struct BHashTable BHashTable;
 #ifdef __cplusplus
 extern "C" {
 #endif
+
+/*
+** Returns the version text of the library that is loaded, which equals
+** ZELVANCLIENT_VERSION of the header it was built from. An application
+** compares it with the ZELVANCLIENT_VERSION it was compiled against to
+** see that it runs with the library it expects. The text is static: do
+** not free or modify it. Needs no handle and no initialisation.
+*/
+const char *zelvanclient_version(void);
 
 /*
 ** Initialises the library once per process: seeds the standard

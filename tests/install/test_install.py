@@ -14,10 +14,10 @@ import glob
 import os
 import re
 import shutil
-import subprocess
 import tempfile
 import unittest
 
+from commands import run
 from gateway_sim import GatewaySim, TestCertificates
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -59,14 +59,6 @@ DELETES = {
     "BSocket.h": "void f(BSocket* s) { delete s->toString(); }",
     "BServerSocket.h": "void f(BServerSocket* s) { delete s->accept(); }",
 }
-
-
-def run(command, **kwargs):
-    """Runs a command; a failure reports its output."""
-    done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, **kwargs)
-    if done.returncode != 0:
-        raise AssertionError("%s exited with %d:\n%s" % (" ".join(command), done.returncode, done.stdout))
-    return done.stdout
 
 
 class InstalledTreeTest(unittest.TestCase):
@@ -158,6 +150,16 @@ class InstalledTreeTest(unittest.TestCase):
         self.assertEqual(found, ["zelvanclient_DIR:PATH=%s/cmake/zelvanclient\n" % self.libdir])
         run([CMAKE, "--build", build])
         self.assertIn("refund approved", run([os.path.join(build, "refund"), *self.consumer_args()]))
+
+    def test_pkg_config_and_cmake_versions_come_from_the_header(self):
+        with open(os.path.join(SOURCE_DIR, "src", "client", "zelvanclient.h")) as header:
+            version = re.search(r'#define ZELVANCLIENT_VERSION "(.*)"', header.read()).group(1)
+        self.assertEqual(run(["pkg-config", "--modversion", "zelvanclient"], env=self.env).strip(), version)
+        # A program linked against the shared library gets no OpenSSL on its link line.
+        self.assertNotIn("ssl", run(["pkg-config", "--libs", "zelvanclient"], env=self.env))
+        with open(os.path.join(self.libdir, "cmake", "zelvanclient", "zelvanclientConfigVersion.cmake")) as config:
+            self.assertIn('set(PACKAGE_VERSION "%s")' % version, config.read())
+        self.assertTrue(os.path.exists(os.path.join(self.libdir, "libzelvanclient.so." + version)))
 
 
 if __name__ == "__main__":

@@ -1,5 +1,9 @@
 #include "CertificateFactory.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <openssl/bio.h>
 #include <openssl/bn.h>
 #include <openssl/err.h>
@@ -117,9 +121,23 @@ CertPtr makeCertificate(EVP_PKEY* key, const char* cn, Role role, Issuer issuer,
   return cert;
 }
 
-BioPtr openForWriting(const std::string& path) {
-  BioPtr bio(BIO_new_file(path.c_str(), "wb"), BIO_free);
-  if (!bio) fail("cannot create " + path);
+// Files that hold a private key are readable by their owner only (0600),
+// certificates by everyone (0644). The mode is set on the open descriptor,
+// so a file that existed before gets it too and no key is ever readable
+// by others, not even for a moment.
+BioPtr openForWriting(const std::string& path, bool holdsKey) {
+  mode_t mode = holdsKey ? 0600 : 0644;
+  int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode);
+  if (fd < 0) fail("cannot create " + path);
+  if (fchmod(fd, mode) != 0) {
+    close(fd);
+    fail("cannot set the mode of " + path);
+  }
+  BioPtr bio(BIO_new_fd(fd, BIO_CLOSE), BIO_free);
+  if (!bio) {
+    close(fd);
+    fail("cannot create " + path);
+  }
   return bio;
 }
 
@@ -140,17 +158,17 @@ void writeCertificate(BIO* bio, X509* cert, const std::string& path) {
 // One PEM file with the certificate first, then its key.
 void writeCertificateAndKey(const std::string& path, X509* cert, EVP_PKEY* key,
                             const std::string& password) {
-  BioPtr bio = openForWriting(path);
+  BioPtr bio = openForWriting(path, true);
   writeCertificate(bio.get(), cert, path);
   writeKey(bio.get(), key, password, path);
 }
 
 void writeCertificateFile(const std::string& path, X509* cert) {
-  writeCertificate(openForWriting(path).get(), cert, path);
+  writeCertificate(openForWriting(path, false).get(), cert, path);
 }
 
 void writeKeyFile(const std::string& path, EVP_PKEY* key) {
-  writeKey(openForWriting(path).get(), key, "", path);
+  writeKey(openForWriting(path, true).get(), key, "", path);
 }
 
 // PKCS#12 with OpenSSL's default algorithms (AES-256 and PBKDF2), which
@@ -159,7 +177,7 @@ void writePkcs12(const std::string& path, X509* cert, EVP_PKEY* key, const std::
   P12Ptr p12(PKCS12_create(password.c_str(), "zelvan test client", key, cert, nullptr, 0, 0, 0, 0, 0),
              PKCS12_free);
   if (!p12) fail("building " + path);
-  BioPtr bio = openForWriting(path);
+  BioPtr bio = openForWriting(path, true);
   if (i2d_PKCS12_bio(bio.get(), p12.get()) != 1) fail("writing " + path);
 }
 

@@ -1,5 +1,7 @@
 #include "SimOptions.h"
 
+#include <getopt.h>
+
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -73,82 +75,146 @@ const char* usageText() {
          "  --idle-timeout SECONDS    close a connection silent this long (default 120)\n"
          "  --reply-field NAME=VALUE  add this field to every reply (repeatable)\n"
          "  --verbose                 describe every connection and message on stderr\n"
-         "  --help                    print this text\n"
+         "  -h, --help                print this text\n"
+         "  -V, --version             print the version\n"
+         "Values go as --opt VALUE or --opt=VALUE. A bad command line exits with 64.\n"
          "Faults: none, first-error, first-no-reference, close-before-final, final-never,\n"
          "        slow, garbage, no-tls (not for --status-fault)\n";
 }
 
+namespace {
+
+// getopt_long's codes for the options; those with a short form use its letter.
+enum OptionCode {
+  kOptCert = 256,
+  kOptKey,
+  kOptCa,
+  kOptPort,
+  kOptBind,
+  kOptNoResume,
+  kOptNoTickets,
+  kOptTls13Only,
+  kOptRequireSni,
+  kOptReplyField,
+  kOptRecord,
+  kOptStats,
+  kOptFault,
+  kOptFaultConnections,
+  kOptStatusFault,
+  kOptStatusFaultCount,
+  kOptChunkBytes,
+  kOptChunkDelayMs,
+  kOptIdleTimeout,
+  kOptVerbose,
+  kOptHelp = 'h',
+  kOptVersion = 'V',
+};
+
+constexpr option kLongOptions[] = {
+    {"cert", required_argument, nullptr, kOptCert},
+    {"key", required_argument, nullptr, kOptKey},
+    {"ca", required_argument, nullptr, kOptCa},
+    {"port", required_argument, nullptr, kOptPort},
+    {"bind", required_argument, nullptr, kOptBind},
+    {"no-resume", no_argument, nullptr, kOptNoResume},
+    {"no-tickets", no_argument, nullptr, kOptNoTickets},
+    {"tls13-only", no_argument, nullptr, kOptTls13Only},
+    {"require-sni", required_argument, nullptr, kOptRequireSni},
+    {"reply-field", required_argument, nullptr, kOptReplyField},
+    {"record", required_argument, nullptr, kOptRecord},
+    {"stats", required_argument, nullptr, kOptStats},
+    {"fault", required_argument, nullptr, kOptFault},
+    {"fault-connections", required_argument, nullptr, kOptFaultConnections},
+    {"status-fault", required_argument, nullptr, kOptStatusFault},
+    {"status-fault-count", required_argument, nullptr, kOptStatusFaultCount},
+    {"chunk-bytes", required_argument, nullptr, kOptChunkBytes},
+    {"chunk-delay-ms", required_argument, nullptr, kOptChunkDelayMs},
+    {"idle-timeout", required_argument, nullptr, kOptIdleTimeout},
+    {"verbose", no_argument, nullptr, kOptVerbose},
+    {"help", no_argument, nullptr, kOptHelp},
+    {"version", no_argument, nullptr, kOptVersion},
+    {nullptr, 0, nullptr, 0},
+};
+
+// The long name of the option with code, for messages.
+std::string optionName(int code) {
+  for (const option& entry : kLongOptions) {
+    if (entry.name != nullptr && entry.val == code) return std::string("--") + entry.name;
+  }
+  return "?";
+}
+
+}  // namespace
+
 bool parseOptions(int argc, char** argv, SimOptions* options, std::string* error) {
-  for (int i = 1; i < argc; ++i) {
-    std::string option = argv[i];
-    if (option == "--no-resume") {
-      options->noResume = true;
-    } else if (option == "--no-tickets") {
-      options->noTickets = true;
-    } else if (option == "--tls13-only") {
-      options->tls13Only = true;
-    } else if (option == "--verbose") {
-      options->verbose = true;
-    } else if (option == "--help") {
-      options->help = true;
-    } else {
-      if (i + 1 >= argc) {
-        *error = "missing value after " + option;
-        return false;
-      }
-      std::string value = argv[++i];
-      long number = 0;
-      auto numberIn = [&](long min, long max) {
-        if (parseNumber(value, min, max, &number)) return true;
-        *error = "bad number for " + option + ": " + value;
-        return false;
-      };
-      if (option == "--cert") {
-        options->certFile = value;
-      } else if (option == "--key") {
-        options->keyFile = value;
-      } else if (option == "--ca") {
-        options->caFile = value;
-      } else if (option == "--bind") {
-        options->bindAddress = value;
-      } else if (option == "--require-sni") {
-        options->requireSni = value;
-      } else if (option == "--record") {
-        options->recordFile = value;
-      } else if (option == "--stats") {
-        options->statsFile = value;
-      } else if (option == "--port") {
+  // getopt_long keeps its place in globals: start afresh, and keep its own
+  // messages off, since the caller prints the error with the usage.
+  optind = 0;
+  opterr = 0;
+  int code;
+  while ((code = getopt_long(argc, argv, ":hV", kLongOptions, nullptr)) != -1) {
+    std::string value = optarg != nullptr ? optarg : "";
+    long number = 0;
+    auto numberIn = [&](long min, long max) {
+      if (parseNumber(value, min, max, &number)) return true;
+      *error = "bad number for " + optionName(code) + ": " + value;
+      return false;
+    };
+    switch (code) {
+      case kOptCert: options->certFile = value; break;
+      case kOptKey: options->keyFile = value; break;
+      case kOptCa: options->caFile = value; break;
+      case kOptBind: options->bindAddress = value; break;
+      case kOptRecord: options->recordFile = value; break;
+      case kOptStats: options->statsFile = value; break;
+      case kOptNoResume: options->noResume = true; break;
+      case kOptNoTickets: options->noTickets = true; break;
+      case kOptTls13Only: options->tls13Only = true; break;
+      case kOptRequireSni: options->requireSni = value; break;
+      case kOptVerbose: options->verbose = true; break;
+      case kOptHelp: options->help = true; break;
+      case kOptVersion: options->version = true; break;
+      case kOptPort:
         if (!numberIn(0, 65535)) return false;
         options->port = static_cast<int>(number);
-      } else if (option == "--fault-connections") {
+        break;
+      case kOptFaultConnections:
         if (!numberIn(0, LONG_MAX)) return false;
         options->faultConnections = number;
-      } else if (option == "--status-fault-count") {
+        break;
+      case kOptStatusFaultCount:
         if (!numberIn(0, LONG_MAX)) return false;
         options->statusFaultCount = number;
-      } else if (option == "--chunk-bytes") {
+        break;
+      case kOptChunkBytes:
         if (!numberIn(1, 1 << 20)) return false;
         options->chunkBytes = static_cast<int>(number);
-      } else if (option == "--chunk-delay-ms") {
+        break;
+      case kOptChunkDelayMs:
         if (!numberIn(0, 60000)) return false;
         options->chunkDelayMs = static_cast<int>(number);
-      } else if (option == "--idle-timeout") {
+        break;
+      case kOptIdleTimeout:
         if (!numberIn(1, 86400)) return false;
         options->idleTimeoutSeconds = static_cast<int>(number);
-      } else if (option == "--reply-field") {
+        break;
+      case kOptReplyField: {
         size_t equals = value.find('=');
         if (equals == 0 || equals == std::string::npos) {
           *error = "--reply-field takes NAME=VALUE: " + value;
           return false;
         }
         options->extraReplyFields.emplace_back(value.substr(0, equals), value.substr(equals + 1));
-      } else if (option == "--fault" || option == "--status-fault") {
+        break;
+      }
+      case kOptFault:
+      case kOptStatusFault: {
         Fault fault;
         if (!faultFromName(value, &fault)) {
-          *error = "unknown fault for " + option + ": " + value;
+          *error = "unknown fault for " + optionName(code) + ": " + value;
           return false;
         }
-        if (option == "--fault") {
+        if (code == kOptFault) {
           options->fault = fault;
         } else if (fault == Fault::kNoTls) {
           *error = "no-tls happens before a request is read; use it with --fault";
@@ -156,13 +222,23 @@ bool parseOptions(int argc, char** argv, SimOptions* options, std::string* error
         } else {
           options->statusFault = fault;
         }
-      } else {
-        *error = "unknown option " + option;
-        return false;
+        break;
       }
+      case ':':
+        *error = "missing value after " + (optopt != 0 ? optionName(optopt) : std::string(argv[optind - 1]));
+        return false;
+      default:
+        // optopt names a bad short option; a bad long one is the word just passed.
+        *error = "unknown option " +
+                 (optopt != 0 ? std::string("-") + static_cast<char>(optopt) : std::string(argv[optind - 1]));
+        return false;
     }
   }
-  if (!options->help && (options->certFile.empty() || options->keyFile.empty())) {
+  if (optind < argc) {
+    *error = std::string("unexpected argument ") + argv[optind];
+    return false;
+  }
+  if (!options->help && !options->version && (options->certFile.empty() || options->keyFile.empty())) {
     *error = "--cert and --key are required";
     return false;
   }

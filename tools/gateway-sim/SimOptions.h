@@ -48,6 +48,7 @@ struct SimOptions {
   std::vector<std::pair<std::string, std::string>> extraReplyFields;
   bool verbose = false;
   bool help = false;
+  bool version = false;
 };
 
 // Fills options from argv. On a bad command line returns false with the

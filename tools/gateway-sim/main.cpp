@@ -16,10 +16,14 @@ int main(int argc, char** argv) {
   std::string error;
   if (!parseOptions(argc, argv, &options, &error)) {
     std::fprintf(stderr, "zelvan-gateway-sim: %s\n%s", error.c_str(), usageText());
-    return 2;
+    return 64;  // EX_USAGE of <sysexits.h>
   }
   if (options.help) {
     std::fputs(usageText(), stdout);
+    return 0;
+  }
+  if (options.version) {
+    std::printf("zelvan-gateway-sim %s\n", ZV_VERSION);
     return 0;
   }
   // SIGTERM and SIGINT are taken by sigwait below, on this thread only;

@@ -1,8 +1,15 @@
 /*
-** zelvan-txn: runs one transaction through libzelvanclient's C API and
-** prints the reply fields, one "NAME=value" line each. Exits 0 when the
-** transaction succeeded (execute returned 1), 1 when it failed, 2 on a
-** usage error.
+** zelvan-txn: runs one transaction through libzelvanclient's C API.
+**
+** Standard output carries only the outcome: the bundle's fields after the
+** transaction, one "NAME=value" line each in name order, or one JSON object
+** with --json. Card data appear as the library masked them; the local "_"
+** fields (certificate path and password, CA file) are left out. Errors,
+** usage messages and the debug log go to standard error, so that a script
+** can read standard output as it stands.
+**
+** The exit status tells a script what happened without parsing anything:
+** see EXIT STATUS in usage() below.
 */
 #define _POSIX_C_SOURCE 200809L
 
@@ -15,28 +22,107 @@
 
 #define PASSWORD_VARIABLE "ZELVAN_CERT_PASSWORD"
 
+/* Exit statuses. 64 is EX_USAGE of <sysexits.h>. */
+enum {
+  EXIT_APPROVED = 0,
+  EXIT_DECLINED = 1,
+  EXIT_NO_DECISION = 2,
+  EXIT_UNKNOWN = 3,
+  EXIT_USAGE = 64
+};
+
+/* The longest password read from --password-file. */
+#define PASSWORD_MAX 1024
+
 static void usage(FILE *out) {
   fprintf(out,
           "usage: zelvan-txn -s SERVERS -p PORT -c CERTIFICATE [options] NAME=VALUE...\n"
-          "  -s, --servers LIST     gateway servers, separated by commas, semicolons or blanks\n"
-          "  -p, --port PORT        gateway port\n"
-          "  -c, --cert PATH        client certificate (PEM or PKCS#12)\n"
-          "  -w, --password TEXT    certificate password (default: $" PASSWORD_VARIABLE
-          ", which keeps it out of the process list)\n"
-          "  -a, --ca-file PATH     verify the gateway's certificate against these CAs\n"
-          "  -i, --client-id ID     merchant's client identifier (or CLIENTID=ID)\n"
-          "  -l, --log PATH         write the debug log to PATH (\"stdout\" for the terminal)\n"
-          "  -h, --help             show this text\n"
-          "Every NAME=VALUE is put into the bundle as it stands (TRANSACTIONTYPE=PURCHASE, ...).\n");
+          "Runs one transaction through the Zelvan gateway and prints its outcome.\n"
+          "  -s, --servers LIST        gateway servers, separated by commas, semicolons or blanks\n"
+          "  -p, --port PORT           gateway port\n"
+          "  -c, --cert PATH           client certificate (PEM or PKCS#12)\n"
+          "      --password-file PATH  read the certificate password from the first line of PATH\n"
+          "                            (default: $" PASSWORD_VARIABLE ", or no password)\n"
+          "  -a, --ca-file PATH        verify the gateway's certificate against these CAs\n"
+          "  -i, --client-id ID        merchant's client identifier (or CLIENTID=ID)\n"
+          "  -l, --log PATH            write the debug log to PATH; \"-\" for standard error\n"
+          "      --json                print the outcome as one JSON object\n"
+          "  -h, --help                show this text\n"
+          "  -V, --version             show the version of zelvan-txn and of the library\n"
+          "Every NAME=VALUE is put into the bundle as it stands (TRANSACTIONTYPE=PURCHASE, ...).\n"
+          "Exit status:\n"
+          "  0   approved: RESULT is \"0\" and there is no ERROR\n"
+          "  1   declined: the gateway decided, with a RESULT other than \"0\"\n"
+          "  2   no decision: refused or failed before the gateway opened the transaction\n"
+          "      (an ERROR of the library or of the gateway, and no TXNREFERENCE)\n"
+          "  3   outcome unknown: the gateway gave a TXNREFERENCE but no final RESULT came;\n"
+          "      do not charge again, ask for the status of that reference later\n"
+          "  64  usage error\n");
+}
+
+/* MESSAGE and WHAT make the reason; NULL when getopt_long gave its own. */
+static int usageError(const char *message, const char *what) {
+  if (message != NULL) fprintf(stderr, "zelvan-txn: %s%s\n", message, what ? what : "");
+  fprintf(stderr, "Try 'zelvan-txn --help' for more information.\n");
+  return EXIT_USAGE;
+}
+
+/* The exit status for the bundle after execute() returned EXECUTED. */
+static int outcomeStatus(txn *t, int executed) {
+  const char *result = get(t, "RESULT");
+  if (executed == 1 && get(t, "ERROR") == NULL && result != NULL && strcmp(result, "-1") != 0)
+    return strcmp(result, "0") == 0 ? EXIT_APPROVED : EXIT_DECLINED;
+  return get(t, "TXNREFERENCE") != NULL ? EXIT_UNKNOWN : EXIT_NO_DECISION;
+}
+
+/* Reads the first line of PATH into BUFFER without its line end. */
+static int readPassword(const char *path, char *buffer, size_t size) {
+  FILE *in = fopen(path, "r");
+  size_t length;
+  if (in == NULL) return 0;
+  if (fgets(buffer, (int)size, in) == NULL) buffer[0] = '\0';
+  fclose(in);
+  length = strcspn(buffer, "\r\n");
+  buffer[length] = '\0';
+  return 1;
 }
 
 static int compareLines(const void *a, const void *b) {
   return strcmp(*(char *const *)a, *(char *const *)b);
 }
 
+/* Whether TEXT is well-formed UTF-8, so that JSON can carry it as it is. */
+static int isUtf8(const unsigned char *text) {
+  while (*text) {
+    int follow = *text < 0x80 ? 0 : (*text & 0xE0) == 0xC0 ? 1 : (*text & 0xF0) == 0xE0 ? 2
+                                   : (*text & 0xF8) == 0xF0 ? 3 : -1;
+    if (follow < 0) return 0;
+    for (text++; follow > 0; follow--, text++)
+      if ((*text & 0xC0) != 0x80) return 0;
+  }
+  return 1;
+}
+
+/* Writes TEXT as a JSON string. Bytes of text that is not UTF-8 are taken
+** as Latin-1, so that the output always parses. */
+static void printJsonString(const char *text) {
+  const unsigned char *p = (const unsigned char *)text;
+  int utf8 = isUtf8(p);
+  putchar('"');
+  for (; *p; p++) {
+    if (*p == '"' || *p == '\\')
+      printf("\\%c", *p);
+    else if (*p < 0x20 || *p == 0x7F || (*p >= 0x80 && !utf8))
+      printf("\\u%04x", *p);
+    else
+      putchar(*p);
+  }
+  putchar('"');
+}
+
 /* Prints the bundle's fields in name order, leaving out the local "_" ones
 ** (the certificate path and password among them). */
-static void printReply(txn *t) {
+static void printOutcome(txn *t, int json) {
   char *all = get(t, "THEWORKS");
   char **lines;
   char *line;
@@ -46,50 +132,100 @@ static void printReply(txn *t) {
   lines = malloc(sizeof(char *) * (strlen(all) / 2 + 1));
   if (lines != NULL) {
     for (line = strtok_r(all, "\r\n", &rest); line != NULL; line = strtok_r(NULL, "\r\n", &rest)) {
-      if (line[0] != '_') lines[count++] = line;
+      if (line[0] != '_' && strchr(line, '=') != NULL) lines[count++] = line;
     }
     qsort(lines, count, sizeof(char *), compareLines);
-    for (i = 0; i < count; i++) printf("%s\n", lines[i]);
+    if (json) putchar('{');
+    for (i = 0; i < count; i++) {
+      char *equals = strchr(lines[i], '=');
+      if (!json) {
+        printf("%s\n", lines[i]);
+        continue;
+      }
+      *equals = '\0';
+      printf(i == 0 ? "" : ", ");
+      printJsonString(lines[i]);
+      printf(": ");
+      printJsonString(equals + 1);
+    }
+    if (json) printf("}\n");
     free(lines);
   }
   free(all);
 }
 
+/* Says on standard error why the transaction was not approved. */
+static void reportFailure(txn *t, int status) {
+  const char *error = get(t, "ERROR");
+  const char *detail = get(t, "ERROR_DETAIL");
+  const char *reference = get(t, "TXNREFERENCE");
+  if (status == EXIT_DECLINED) {
+    const char *text = get(t, "RESPONSETEXT");
+    fprintf(stderr, "zelvan-txn: declined: RESULT %s%s%s\n", get(t, "RESULT"), text ? ", " : "",
+            text ? text : "");
+    return;
+  }
+  fprintf(stderr, "zelvan-txn: %s%s%s%s\n", error ? error : "no final RESULT", detail ? " (" : "",
+          detail ? detail : "", detail ? ")" : "");
+  if (status == EXIT_UNKNOWN)
+    fprintf(stderr, "zelvan-txn: outcome unknown: ask for the status of TXNREFERENCE %s\n", reference);
+}
+
 int main(int argc, char **argv) {
+  enum { OPTION_PASSWORD_FILE = 256, OPTION_JSON };
   static const struct option options[] = {
-      {"servers", required_argument, NULL, 's'}, {"port", required_argument, NULL, 'p'},
-      {"cert", required_argument, NULL, 'c'},    {"password", required_argument, NULL, 'w'},
-      {"ca-file", required_argument, NULL, 'a'}, {"client-id", required_argument, NULL, 'i'},
-      {"log", required_argument, NULL, 'l'},     {"help", no_argument, NULL, 'h'},
+      {"servers", required_argument, NULL, 's'},
+      {"port", required_argument, NULL, 'p'},
+      {"cert", required_argument, NULL, 'c'},
+      {"password-file", required_argument, NULL, OPTION_PASSWORD_FILE},
+      {"ca-file", required_argument, NULL, 'a'},
+      {"client-id", required_argument, NULL, 'i'},
+      {"log", required_argument, NULL, 'l'},
+      {"json", no_argument, NULL, OPTION_JSON},
+      {"help", no_argument, NULL, 'h'},
+      {"version", no_argument, NULL, 'V'},
       {NULL, 0, NULL, 0}};
   const char *servers = NULL, *port = NULL, *cert = NULL, *caFile = NULL, *clientId = NULL;
-  const char *logPath = NULL;
+  const char *logPath = NULL, *passwordFile = NULL;
   const char *password = getenv(PASSWORD_VARIABLE);
+  char passwordBuffer[PASSWORD_MAX + 2];
+  int json = 0;
   txn *t;
-  int option, i, ok;
+  int option, i, executed, status;
 
-  while ((option = getopt_long(argc, argv, "s:p:c:w:a:i:l:h", options, NULL)) != -1) {
+  while ((option = getopt_long(argc, argv, "s:p:c:a:i:l:hV", options, NULL)) != -1) {
     switch (option) {
       case 's': servers = optarg; break;
       case 'p': port = optarg; break;
       case 'c': cert = optarg; break;
-      case 'w': password = optarg; break;
+      case OPTION_PASSWORD_FILE: passwordFile = optarg; break;
       case 'a': caFile = optarg; break;
       case 'i': clientId = optarg; break;
       case 'l': logPath = optarg; break;
+      case OPTION_JSON: json = 1; break;
       case 'h': usage(stdout); return 0;
-      default: usage(stderr); return 2;
+      case 'V':
+        printf("zelvan-txn %s (libzelvanclient %s)\n", ZELVANCLIENT_VERSION, zelvanclient_version());
+        return 0;
+      default: return usageError(NULL, NULL);
     }
   }
-  if (servers == NULL || port == NULL || cert == NULL) {
-    usage(stderr);
-    return 2;
-  }
+  if (servers == NULL || port == NULL || cert == NULL)
+    return usageError("missing option: ", servers == NULL ? "-s SERVERS" : port == NULL ? "-p PORT" : "-c CERTIFICATE");
   for (i = optind; i < argc; i++) {
-    if (strchr(argv[i], '=') == NULL || argv[i][0] == '=') {
-      fprintf(stderr, "zelvan-txn: field \"%s\" is not NAME=VALUE\n", argv[i]);
-      return 2;
-    }
+    if (strchr(argv[i], '=') == NULL || argv[i][0] == '=')
+      return usageError("field is not NAME=VALUE: ", argv[i]);
+  }
+  /* The library's log goes to the file it is given; standard error is
+  ** the one file of the process that is not the results. */
+  if (logPath != NULL && (strcmp(logPath, "-") == 0 || strcmp(logPath, "stderr") == 0))
+    logPath = "/dev/stderr";
+  else if (logPath != NULL && strcmp(logPath, "stdout") == 0)
+    return usageError("the debug log cannot share standard output with the results; use ", "-l -");
+  if (passwordFile != NULL) {
+    if (!readPassword(passwordFile, passwordBuffer, sizeof passwordBuffer))
+      return usageError("cannot read the password file ", passwordFile);
+    password = passwordBuffer;
   }
 
   t = newBundle();
@@ -101,6 +237,7 @@ int main(int argc, char **argv) {
   setPort(t, port);
   put_CertificatePath(t, cert);
   put_CertificatePassword(t, password ? password : "");
+  if (passwordFile != NULL) memset(passwordBuffer, 0, sizeof passwordBuffer);
   if (caFile != NULL) put(t, "_CAFILE", caFile);
   if (clientId != NULL) put_ClientID(t, clientId);
   for (i = optind; i < argc; i++) {
@@ -111,8 +248,10 @@ int main(int argc, char **argv) {
     *equals = '=';
   }
 
-  ok = execute(t);
-  printReply(t);
+  executed = execute(t);
+  status = outcomeStatus(t, executed);
+  printOutcome(t, json);
+  if (status != EXIT_APPROVED) reportFailure(t, status);
   cleanup(t);
-  return ok == 1 ? 0 : 1;
+  return status;
 }

@@ -14,6 +14,16 @@ from the system's library path; see zelvan._library.candidates.
 """
 
 from ._library import LibraryNotFoundError
+from ._version import __version__
 from .transaction import Result, Transaction, TransactionError, library
 
-__all__ = ["LibraryNotFoundError", "Result", "Transaction", "TransactionError", "library"]
+
+def library_version() -> str:
+    """The version of the libzelvanclient that is loaded, which may differ
+    from this package's __version__ when another library is installed."""
+    version: bytes = library().zelvanclient_version()
+    return version.decode("ascii")
+
+
+__all__ = ["LibraryNotFoundError", "Result", "Transaction", "TransactionError", "__version__", "library",
+           "library_version"]

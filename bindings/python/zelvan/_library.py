@@ -1,9 +1,12 @@
 """Finds libzelvanclient and declares the C functions that the package calls."""
 
+from __future__ import annotations
+
 import ctypes
 import ctypes.util
 import glob
 import os
+from typing import List, Mapping
 
 LIBRARY_VARIABLE = "ZELVAN_LIBRARY"
 SONAME = "libzelvanclient.so.1"
@@ -15,7 +18,7 @@ class LibraryNotFoundError(OSError):
     """libzelvanclient could not be found or loaded."""
 
 
-def candidates(environ=os.environ, package_dir=PACKAGE_DIR):
+def candidates(environ: Mapping[str, str] = os.environ, package_dir: str = PACKAGE_DIR) -> List[str]:
     """The places to load the library from, in the order they are tried.
 
     1. The file that $ZELVAN_LIBRARY names: an explicit choice wins, and
@@ -33,7 +36,7 @@ def candidates(environ=os.environ, package_dir=PACKAGE_DIR):
     return beside + [SONAME] + ([found] if found and found != SONAME else [])
 
 
-def load(environ=os.environ, package_dir=PACKAGE_DIR):
+def load(environ: Mapping[str, str] = os.environ, package_dir: str = PACKAGE_DIR) -> ctypes.CDLL:
     """Loads the library from the first candidate that loads and declares its functions."""
     reasons = []
     for candidate in candidates(environ, package_dir):
@@ -46,7 +49,7 @@ def load(environ=os.environ, package_dir=PACKAGE_DIR):
         % (LIBRARY_VARIABLE, "\n  ".join(reasons)))
 
 
-def _declare(lib):
+def _declare(lib: ctypes.CDLL) -> ctypes.CDLL:
     handle = ctypes.c_void_p
     text = ctypes.c_char_p
     signatures = {
@@ -63,6 +66,7 @@ def _declare(lib):
         "setServers": ([handle, text], None),
         "execute": ([handle], ctypes.c_int),
         "cleanup": ([handle], None),
+        "zelvanclient_version": ([], text),
     }
     for name, (argtypes, restype) in signatures.items():
         try:

@@ -1,8 +1,11 @@
 """Transaction, Result and TransactionError: the Python face of the C API."""
 
+from __future__ import annotations
+
 import ctypes
 import functools
 import threading
+from typing import Any, Dict, Iterable, Optional, TypeVar, Union
 
 from . import _library
 
@@ -10,7 +13,7 @@ _lib = None
 _lib_lock = threading.Lock()
 
 
-def library():
+def library() -> Any:
     """The loaded libzelvanclient, loaded on first use (see _library.candidates)."""
     global _lib
     with _lib_lock:
@@ -37,7 +40,11 @@ def _locked(method):
     return call
 
 
-def _encode(text, what, sent=True):
+Text = Union[str, bytes, int]
+_Default = TypeVar("_Default")
+
+
+def _encode(text: Text, what: str, sent: bool = True) -> bytes:
     """Text for the C library. Refuses what would corrupt or lose a field.
 
     Fields travel to the gateway as "NAME=value" lines with no escaping, so
@@ -63,11 +70,11 @@ def _encode(text, what, sent=True):
     return data
 
 
-def _decode(data):
+def _decode(data: bytes) -> str:
     return data.decode("utf-8", "surrogateescape")
 
 
-def parse_fields(text):
+def parse_fields(text: str) -> Dict[str, str]:
     """Fields of a bundle text ("NAME=value" lines ended by CR LF) as a dict."""
     fields = {}
     for line in text.split("\r\n"):
@@ -75,6 +82,17 @@ def parse_fields(text):
         if sep:
             fields[name] = value
     return fields
+
+
+class _Field:
+    """A read-only attribute of Result that is one field of the reply, or None."""
+
+    def __init__(self, name: str, doc: str) -> None:
+        self.name = name
+        self.__doc__ = doc
+
+    def __get__(self, result: Optional[Result], owner: type) -> Optional[str]:
+        return None if result is None else result.fields.get(self.name)
 
 
 class Result:
@@ -88,26 +106,25 @@ class Result:
     CA file); card data in it are already masked.
     """
 
-    def __init__(self, completed, fields):
+    def __init__(self, completed: int, fields: Dict[str, str]) -> None:
         self.completed = bool(completed)
         self.fields = fields
 
-    result = property(lambda self: self.fields.get("RESULT"), doc="RESULT: the outcome code")
-    error = property(lambda self: self.fields.get("ERROR"), doc="ERROR: the error text, or None")
-    error_detail = property(lambda self: self.fields.get("ERROR_DETAIL"), doc="ERROR_DETAIL, or None")
-    txn_reference = property(lambda self: self.fields.get("TXNREFERENCE"), doc="TXNREFERENCE, or None")
-    auth_code = property(lambda self: self.fields.get("AUTHCODE"), doc="AUTHCODE (approvals), or None")
-    response_code = property(lambda self: self.fields.get("RESPONSECODE"), doc="RESPONSECODE, or None")
-    response_text = property(lambda self: self.fields.get("RESPONSETEXT"), doc="RESPONSETEXT, or None")
-    transaction_type = property(lambda self: self.fields.get("TRANSACTIONTYPE"),
-                                doc='TRANSACTIONTYPE: "STATUS" after a status check')
-    total_time = property(lambda self: self.fields.get("TOTAL_TIME"), doc="TOTAL_TIME in milliseconds")
+    result = _Field("RESULT", "RESULT: the outcome code")
+    error = _Field("ERROR", "ERROR: the error text, or None")
+    error_detail = _Field("ERROR_DETAIL", "ERROR_DETAIL, or None")
+    txn_reference = _Field("TXNREFERENCE", "TXNREFERENCE, or None")
+    auth_code = _Field("AUTHCODE", "AUTHCODE (approvals), or None")
+    response_code = _Field("RESPONSECODE", "RESPONSECODE, or None")
+    response_text = _Field("RESPONSETEXT", "RESPONSETEXT, or None")
+    transaction_type = _Field("TRANSACTIONTYPE", "TRANSACTIONTYPE: \"STATUS\" after a status check")
+    total_time = _Field("TOTAL_TIME", "TOTAL_TIME in milliseconds")
 
     @property
-    def approved(self):
+    def approved(self) -> bool:
         return self.completed and self.error is None and self.result == "0"
 
-    def __repr__(self):
+    def __repr__(self) -> str:
         return "<zelvan.Result approved=%s result=%r response=%r txn_reference=%r>" % (
             self.approved, self.result, self.response_text, self.txn_reference)
 
@@ -122,7 +139,7 @@ class TransactionError(Exception):
     is the Result with every field, for logging and status enquiries.
     """
 
-    def __init__(self, outcome):
+    def __init__(self, outcome: Result) -> None:
         self.outcome = outcome
         self.error = outcome.error
         self.error_detail = outcome.error_detail
@@ -158,14 +175,14 @@ class Transaction:
     transactions on different Transaction objects run in parallel.
     """
 
-    def __init__(self):
+    def __init__(self) -> None:
         self._lock = threading.RLock()
         self._lib = library()
         self._handle = self._lib.newBundle()
         if not self._handle:
             raise MemoryError("newBundle() returned no handle")
 
-    def _live(self):
+    def _live(self) -> int:
         if self._handle is None:
             raise ValueError("the transaction is closed")
         return self._handle
@@ -173,21 +190,21 @@ class Transaction:
     # -- the bundle as a mapping ------------------------------------------
 
     @_locked
-    def __setitem__(self, name, value):
+    def __setitem__(self, name: Text, value: Text) -> None:
         data = _encode(name, "name")
         self._lib.put(self._live(), data, _encode(value, "value", sent=not data.startswith(b"_")))
 
-    def __getitem__(self, name):
+    def __getitem__(self, name: Text) -> str:
         value = self.get(name)
         if value is None:
             raise KeyError(name)
         return value
 
-    def __contains__(self, name):
+    def __contains__(self, name: Text) -> bool:
         return self.get(name) is not None
 
     @_locked
-    def get(self, name, default=None):
+    def get(self, name: Text, default: Optional[_Default] = None) -> Union[str, _Default, None]:
         """The field's text, or default when the bundle has no such field."""
         data = _encode(name, "name")
         if data.upper() == b"THEWORKS":
@@ -197,7 +214,7 @@ class Transaction:
         return default if not address else _decode(ctypes.string_at(address))
 
     @_locked
-    def fields(self, include_local=False):
+    def fields(self, include_local: bool = False) -> Dict[str, str]:
         """Every field of the bundle as a dict.
 
         The local fields whose names begin with "_" (certificate path and
@@ -216,7 +233,7 @@ class Transaction:
     # -- settings ---------------------------------------------------------
 
     @_locked
-    def set_servers(self, servers):
+    def set_servers(self, servers: Union[str, bytes, Iterable[str]]) -> None:
         """The gateway servers to try in order: a list, or one text separated
         by commas, semicolons or blanks."""
         if not isinstance(servers, (str, bytes)):
@@ -224,35 +241,35 @@ class Transaction:
         self._lib.setServers(self._live(), _encode(servers, "value"))
 
     @_locked
-    def set_port(self, port):
+    def set_port(self, port: Text) -> None:
         """The gateway's port, the same for every server."""
         self._lib.setPort(self._live(), _encode(port, "value"))
 
     @_locked
-    def set_client_id(self, client_id):
+    def set_client_id(self, client_id: Text) -> None:
         """The merchant's client identifier (CLIENTID)."""
         self._lib.put_ClientID(self._live(), _encode(client_id, "value"))
 
     @_locked
-    def set_certificate(self, path, password=None):
+    def set_certificate(self, path: Text, password: Optional[Text] = None) -> None:
         """The client certificate file (PKCS#12 or PEM) and, if given, its password."""
         self._lib.put_CertificatePath(self._live(), _encode(path, "value", sent=False))
         if password is not None:
             self.set_certificate_password(password)
 
     @_locked
-    def set_certificate_password(self, password):
+    def set_certificate_password(self, password: Text) -> None:
         """The client certificate's password; it is neither sent nor logged."""
         self._lib.put_CertificatePassword(self._live(), _encode(password, "value", sent=False))
 
     @_locked
-    def set_ca_file(self, path):
+    def set_ca_file(self, path: Text) -> None:
         """The CA file that the gateway's certificate is verified against.
         Without one the gateway's certificate is not verified."""
         self["_CAFILE"] = path
 
     @_locked
-    def set_debug_log(self, destination):
+    def set_debug_log(self, destination: Optional[Text]) -> None:
         """Switches the debug log on, to a file path or "stdout"; None switches it off."""
         if destination is None:
             self["DEBUG"] = "OFF"
@@ -264,7 +281,7 @@ class Transaction:
     # -- running ----------------------------------------------------------
 
     @_locked
-    def execute(self):
+    def execute(self) -> Result:
         """Runs the transaction and returns its Result.
 
         A decision of the gateway, approval or decline, is returned: check
@@ -281,24 +298,24 @@ class Transaction:
         return outcome
 
     @_locked
-    def flush(self):
+    def flush(self) -> None:
         """Empties the bundle for the next transaction. Every field goes,
         settings included; the debug log stays as it was."""
         self._lib.flushBundle(self._live())
 
     @_locked
-    def close(self):
+    def close(self) -> None:
         """Destroys the handle and its fields. Later calls do nothing."""
         if self._handle is not None:
             handle, self._handle = self._handle, None
             self._lib.cleanup(handle)
 
-    def __enter__(self):
+    def __enter__(self) -> Transaction:
         return self
 
-    def __exit__(self, *exc):
+    def __exit__(self, *exc: object) -> None:
         self.close()
 
-    def __del__(self):
+    def __del__(self) -> None:
         if getattr(self, "_handle", None) is not None:
             self.close()

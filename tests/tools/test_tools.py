@@ -1,0 +1,160 @@
+"""zelvan-txn, zelvan-gateway-sim and zelvan-certgen from a script's side.
+
+Environment: ZV_TXN, ZV_GATEWAY_SIM, ZV_CERTGEN (the programs under test)
+and ZV_VERSION (the package version they must report).
+"""
+
+import json
+import os
+import socket
+import stat
+import subprocess
+import tempfile
+import unittest
+
+from gateway_sim import GatewaySim, TestCertificates
+
+TXN = os.environ["ZV_TXN"]
+SIM = os.environ["ZV_GATEWAY_SIM"]
+CERTGEN = os.environ["ZV_CERTGEN"]
+VERSION = os.environ["ZV_VERSION"]
+CARD = "4111111111111111"
+
+
+def closed_port():
+    with socket.socket() as s:
+        s.bind(("127.0.0.1", 0))
+        return s.getsockname()[1]
+
+
+def run(*command, env=None, cwd=None):
+    # Decoded by hand: text mode would turn the log's CR LF into LF.
+    done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=env, cwd=cwd, timeout=120)
+    done.stdout, done.stderr = done.stdout.decode(), done.stderr.decode()
+    return done
+
+
+class EveryProgramTest(unittest.TestCase):
+    def test_help_version_and_bad_options_write_nothing(self):
+        for program in (TXN, SIM, CERTGEN):
+            name = os.path.basename(program)
+            with tempfile.TemporaryDirectory() as cwd:
+                for args in (["--help"], ["-h"]):
+                    done = run(program, *args, cwd=cwd)
+                    self.assertEqual(done.returncode, 0, (name, args, done.stderr))
+                    self.assertIn("usage: zelvan-", done.stdout)
+                for args in (["--version"], ["-V"]):
+                    done = run(program, *args, cwd=cwd)
+                    self.assertEqual(done.returncode, 0, (name, args))
+                    self.assertTrue(done.stdout.startswith("%s %s" % (name, VERSION)), done.stdout)
+                for args in (["--bogus"], ["--bogus=1"], ["-Z"]):
+                    done = run(program, *args, cwd=cwd)
+                    self.assertEqual(done.returncode, 64, (name, args))
+                    self.assertEqual(done.stdout, "", (name, args))
+                    self.assertIn("bogus" if "bogus" in args[0] else "Z", done.stderr)
+                self.assertEqual(os.listdir(cwd), [], name)
+
+    def test_certgen_keeps_private_keys_to_their_owner(self):
+        with TestCertificates(CERTGEN) as certs:
+            modes = {name: stat.S_IMODE(os.stat(certs.path(name)).st_mode) for name in os.listdir(certs.dir)}
+        self.assertEqual({n for n, m in modes.items() if m == 0o644}, {"ca.pem", "server.pem", "other-ca.pem"})
+        self.assertEqual({m for n, m in modes.items() if n not in ("ca.pem", "server.pem", "other-ca.pem")},
+                         {0o600})
+
+    def test_simulator_takes_values_after_an_equals_sign(self):
+        with TestCertificates(CERTGEN) as certs:
+            with tempfile.TemporaryDirectory() as cwd:
+                done = run(SIM, "--cert=" + certs.path("server.pem"), "--key", certs.path("server-key.pem"),
+                           "--port=70000", cwd=cwd)
+                self.assertEqual(done.returncode, 64)
+                self.assertIn("bad number for --port: 70000", done.stderr)
+            # The helper itself starts the simulator with --port 0; here the = form.
+            with GatewaySim(SIM, certs, ["--idle-timeout=5", "--fault=none"]) as sim:
+                self.assertGreater(sim.port, 0)
+
+
+class TxnTest(unittest.TestCase):
+    """zelvan-txn's outcomes, each against a simulator of its own."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.certs = TestCertificates(CERTGEN)
+        cls.addClassCleanup(cls.certs.close)
+
+    def txn(self, port, *fields, options=(), env_password=True):
+        env = dict(os.environ)
+        env.pop("ZELVAN_CERT_PASSWORD", None)
+        if env_password:
+            env["ZELVAN_CERT_PASSWORD"] = TestCertificates.PASSWORD
+        return run(TXN, "-s", "127.0.0.1", "-p", str(port), "-c", self.certs.client_p12, "-a", self.certs.ca,
+                   *options, "CLIENTID=10000001", *fields, env=env)
+
+    def simulator(self, *args):
+        sim = GatewaySim(SIM, self.certs, args)
+        self.addCleanup(sim.__exit__, None)
+        return sim
+
+    def test_exit_status_tells_approved_declined_refused_and_unknown(self):
+        sim = self.simulator()
+        approved = self.txn(sim.port, "TRANSACTIONTYPE=PURCHASE", "CARDDATA=" + CARD, "AMOUNT=1.00")
+        self.assertEqual(approved.returncode, 0, approved.stderr)
+        self.assertIn("RESULT=0\n", approved.stdout)
+        self.assertEqual(approved.stderr, "")
+
+        declined = self.txn(sim.port, "TRANSACTIONTYPE=PURCHASE", "CARDDATA=4000000000000002", "AMOUNT=1.00")
+        self.assertEqual(declined.returncode, 1)
+        self.assertIn("RESPONSETEXT=DO NOT HONOUR\n", declined.stdout)
+        self.assertIn("declined", declined.stderr)
+
+        refused = self.txn(closed_port(), "TRANSACTIONTYPE=PURCHASE", "CARDDATA=" + CARD, "AMOUNT=1.00")
+        self.assertEqual(refused.returncode, 2)
+        self.assertIn("UNABLE TO CONNECT - COULD NOT OPEN SOCKET", refused.stderr)
+
+        gateway_error = self.simulator("--fault", "first-error")
+        refused = self.txn(gateway_error.port, "TRANSACTIONTYPE=PURCHASE", "CARDDATA=" + CARD, "AMOUNT=1.00")
+        self.assertEqual(refused.returncode, 2)
+        self.assertIn("SIMULATED GATEWAY ERROR", refused.stderr)
+
+        lost = self.simulator("--fault", "close-before-final", "--status-fault", "close-before-final")
+        unknown = self.txn(lost.port, "TRANSACTIONTYPE=PURCHASE", "CARDDATA=" + CARD, "AMOUNT=1.00")
+        self.assertEqual(unknown.returncode, 3)
+        self.assertIn("TXNREFERENCE=", unknown.stdout)
+        self.assertIn("outcome unknown", unknown.stderr)
+        for done in (approved, declined, refused, unknown):
+            self.assertNotIn(CARD, done.stdout + done.stderr)
+
+    def test_json_holds_every_field_masked_and_nothing_local(self):
+        sim = self.simulator()
+        done = self.txn(sim.port, "TRANSACTIONTYPE=PURCHASE", "CARDDATA=" + CARD, "CVC2=123",
+                        "AMOUNT=2.00", "ORDERID=quote\"back\\slash", options=["--json"])
+        self.assertEqual(done.returncode, 0, done.stderr)
+        outcome = json.loads(done.stdout)
+        self.assertEqual(outcome["RESULT"], "0")
+        self.assertEqual(outcome["CARDDATA"], "411111XXXXXX1111")
+        self.assertEqual(outcome["CVC2"], "***")
+        self.assertEqual(outcome["ORDERID"], "quote\"back\\slash")
+        self.assertTrue(outcome["TXNREFERENCE"])
+        self.assertFalse([name for name in outcome if name.startswith("_")])
+
+    def test_password_file_and_debug_log_on_standard_error(self):
+        sim = self.simulator()
+        with tempfile.NamedTemporaryFile("w", suffix=".pw") as password:
+            password.write(TestCertificates.PASSWORD + "\n")
+            password.flush()
+            done = self.txn(sim.port, "TRANSACTIONTYPE=PURCHASE", "CARDDATA=" + CARD, "AMOUNT=3.00",
+                            options=["--password-file", password.name, "-l", "-"], env_password=False)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        self.assertTrue(all("=" in line for line in done.stdout.splitlines()), done.stdout)
+        self.assertNotIn("\r", done.stdout)
+        self.assertIn("Message Sent...\r\n", done.stderr)
+        self.assertNotIn(TestCertificates.PASSWORD, done.stdout + done.stderr)
+
+        # Without a password the key cannot be opened; the file's absence is a usage error.
+        self.assertEqual(self.txn(sim.port, "TRANSACTIONTYPE=PURCHASE", env_password=False).returncode, 2)
+        missing = self.txn(sim.port, options=["--password-file", "/nonexistent/pw"])
+        self.assertEqual(missing.returncode, 64)
+        self.assertEqual(self.txn(sim.port, options=["-l", "stdout"]).returncode, 64)
+
+
+if __name__ == "__main__":
+    unittest.main()
