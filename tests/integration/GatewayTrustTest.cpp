@@ -119,8 +119,9 @@ CliRun purchaseAs(const passwd& user, const TestCertificates& certs, int port) {
       _exit(kUnreachable);
     dup2(fileno(out), STDOUT_FILENO);
     dup2(fileno(err), STDERR_FILENO);
-    execl(ZV_TXN_PROGRAM, ZV_TXN_PROGRAM, "-s", "127.0.0.1", "-p", portText.c_str(), "-c", cert.c_str(), "-w",
-          password.c_str(), "-a", ca.c_str(), "CLIENTID=10000001", "TRANSACTIONTYPE=PURCHASE",
+    setenv("ZELVAN_CERT_PASSWORD", password.c_str(), 1);
+    execl(ZV_TXN_PROGRAM, ZV_TXN_PROGRAM, "-s", "127.0.0.1", "-p", portText.c_str(), "-c", cert.c_str(),
+          "-a", ca.c_str(), "CLIENTID=10000001", "TRANSACTIONTYPE=PURCHASE",
           "CARDDATA=4111111111111111", "CARDEXPIRYDATE=1230", "AMOUNT=12.50", static_cast<char*>(nullptr));
     _exit(127);
   }
@@ -213,6 +214,7 @@ TEST_F(GatewayTrust, AnotherUsersProcessMakesFullHandshakesAndPrintsNothing) {
   GatewaySim& sim = gateway();
   // The other user reads the same file, so both users' stores have one key.
   ASSERT_EQ(chmod(certs_.dir().c_str(), 0755), 0);
+  ASSERT_EQ(chmod(certs_.clientP12().c_str(), 0644), 0);
 
   EXPECT_EQ(purchase("127.0.0.1", certs_.caCert())->field("RESULT"), "0");
   ASSERT_TRUE(sim.waitForStat("handshakes_full", 1));
