@@ -1,5 +1,6 @@
 #include "sessionStore.h"
 
+#include <openssl/err.h>
 #include <sys/ipc.h>
 #include <sys/shm.h>
 #include <unistd.h>
@@ -244,6 +245,18 @@ SSL_SESSION* ssl_callback_GetSessionCacheEntry(SSL*, const unsigned char*, int, 
 }
 
 void ssl_callback_DelSessionCacheEntry(SSL_CTX* ctx, SSL_SESSION* session) {
+  // OpenSSL also removes sessions from connections that went well: a
+  // TLS 1.3 ticket just used (tickets are meant for one use), a TLS 1.2
+  // session whose ticket the gateway renewed. The new session arrives
+  // through the new-session callback, under TLS 1.3 only once the reply is
+  // read; clearing the store in between would send every process that
+  // starts in that gap to a full handshake. Such a removal leaves the
+  // thread's error queue empty (the handshake clears it first), whereas a
+  // failed connection puts its reason there before OpenSSL removes the
+  // session (a fatal alert sent or received): only then is the stored
+  // session dropped. A gateway that refuses a ticket kept here simply
+  // makes a full handshake, whose session replaces it.
+  if (ERR_peek_error() == 0) return;
   SessionStore* store = storeOf(ctx);
   if (session == nullptr || !lockWithin(store, kCallbackLockWaits)) return;
   SharedSessionSegment* segment = storeSegment(store);
