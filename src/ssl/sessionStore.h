@@ -119,6 +119,11 @@ void releaseLock(SessionStore* store);
 unsigned char getLock();
 void releaseLock();
 
+// The session stored in store's segment, decoded, or null when none is
+// stored or its bytes are unusable or changed while being read. The
+// caller holds store's lock and frees the result.
+SSL_SESSION* decodeStoredSession(SessionStore* store);
+
 // Makes ctx store sessions in store: the callbacks below find it through
 // ctx. The store lives as long as the process, so nothing unbinds it.
 void bindSessionStore(SSL_CTX* ctx, SessionStore* store);

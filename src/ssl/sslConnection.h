@@ -19,13 +19,26 @@ class BSSLContext;
 // connection of the context set is replaced.
 void sslSetPeer(BSSLContext* ctx, const char* server, bool checkName);
 
+// Binds the context's connection to connected descriptor fd (see
+// BSSLContext::setSocket()). With offerStoredSession false no session is
+// offered, whatever the store holds, so the handshake is a full one.
+// Returns true when a stored session is offered.
+bool sslAttach(BSSLContext* ctx, int fd, bool offerStoredSession);
+
+// How a handshake ended.
+enum SslHandshakeOutcome {
+  kSslHandshakeCompleted = 0,
+  kSslHandshakeFailed,
+  kSslHandshakeTimedOut,
+};
+
 // Runs the client handshake on the context's connection, bound to the
 // connected descriptor fd, for at most timeoutMs milliseconds; fd is left
-// non-blocking. Returns true when the handshake completed; otherwise
-// *detail holds why: OpenSSL's reason with the verification result when
-// there is one (for example "certificate verify failed: unable to get
-// local issuer certificate"), or the time-out.
-bool sslHandshake(BSSLContext* ctx, int fd, int timeoutMs, std::string* detail);
+// non-blocking. Unless the handshake completed, *detail holds why:
+// OpenSSL's reason with the verification result when there is one (for
+// example "certificate verify failed: unable to get local issuer
+// certificate"), or the time-out.
+SslHandshakeOutcome sslHandshake(BSSLContext* ctx, int fd, int timeoutMs, std::string* detail);
 
 // Under TLS 1.3 a gateway checks the client certificate only after the
 // client has finished its handshake, so a refusal arrives as an alert on
