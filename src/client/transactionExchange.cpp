@@ -61,6 +61,21 @@ struct Exchange {
     return false;
   }
 
+  // abandon() after the first write or read failed. Under TLS 1.3 the
+  // gateway refuses a client certificate only after the handshake, and
+  // the refusal may reach either: it is then reported as the failed
+  // handshake it is, with its reason, instead of as error.
+  bool abandonFirstExchange(const char* logLine, const char* error) {
+    std::string why;
+    if (sslRefusedAfterHandshake(ctx, &why)) {
+      log("\t\tThe gateway refused the SSL connection.");
+      bundle->put("ERROR_DETAIL", why.c_str());
+      return abandon("UNABLE TO CONNECT - COULD NOT NEGOTIATE SSL");
+    }
+    log(logLine);
+    return abandon(error);
+  }
+
   std::string field(const char* name) {
     const char* value = bundle->get(name);
     return value ? value : "";
@@ -271,22 +286,12 @@ bool DoTransaction(void* handle) {
     x.cleanUp();
     return false;
   }
-  if (!x.send()) {
-    x.log("\t\t Unable to write to Server");
-    return x.abandon("UNABLE TO WRITE TO SERVER");
-  }
+  if (!x.send()) return x.abandonFirstExchange("\t\t Unable to write to Server", "UNABLE TO WRITE TO SERVER");
 
   x.log("\t\tMessage Sent...");
   x.log("\t\tReading Response...");
   if (!x.receive()) {
-    std::string why;
-    if (sslRefusedAfterHandshake(x.ctx, &why)) {
-      x.log("\t\tThe gateway refused the SSL connection.");
-      x.bundle->put("ERROR_DETAIL", why.c_str());
-      return x.abandon("UNABLE TO CONNECT - COULD NOT NEGOTIATE SSL");
-    }
-    x.log("\t\tUNABLE TO READ SERVER RESPONSE");
-    return x.abandon("UNABLE TO READ SERVER RESPONSE");
+    return x.abandonFirstExchange("\t\tUNABLE TO READ SERVER RESPONSE", "UNABLE TO READ SERVER RESPONSE");
   }
   x.log("\t\tRead result.");
   int64_t wireTime = x.lap();

@@ -113,14 +113,30 @@ SslHandshakeOutcome sslHandshake(BSSLContext* ctx, int fd, int timeoutMs, std::s
   }
 }
 
+namespace {
+
+// OpenSSL reports an alert received from the peer as an SSL error whose
+// reason is the alert's number past SSL_AD_REASON_OFFSET.
+bool alertFromPeerQueued() {
+  unsigned long code = ERR_peek_last_error();
+  return ERR_GET_LIB(code) == ERR_LIB_SSL && ERR_GET_REASON(code) >= SSL_AD_REASON_OFFSET;
+}
+
+}  // namespace
+
 bool sslRefusedAfterHandshake(BSSLContext* ctx, std::string* detail) {
   SSL* ssl = ctx->getSSLObject();
-  unsigned long code = ERR_peek_last_error();
-  // OpenSSL reports an alert received from the peer as an SSL error whose
-  // reason is the alert's number past SSL_AD_REASON_OFFSET.
-  if (ssl == nullptr || SSL_version(ssl) != TLS1_3_VERSION || ERR_GET_LIB(code) != ERR_LIB_SSL ||
-      ERR_GET_REASON(code) < SSL_AD_REASON_OFFSET) {
-    return false;
+  if (ssl == nullptr || SSL_version(ssl) != TLS1_3_VERSION) return false;
+  if (!alertFromPeerQueued()) {
+    // A write does not read: when the refusal came before the request was
+    // written, the write fails (the gateway has closed) and the alert
+    // waits unread on the socket, which is non-blocking by now. One read
+    // picks it up; the exchange is being abandoned, so nothing it might
+    // consume is missed.
+    char ignored[256];
+    ERR_clear_error();
+    SSL_read(ssl, ignored, sizeof ignored);
+    if (!alertFromPeerQueued()) return false;
   }
   *detail = handshakeFailure(ssl, SSL_ERROR_SSL, 0);
   return true;

@@ -41,10 +41,12 @@ enum SslHandshakeOutcome {
 SslHandshakeOutcome sslHandshake(BSSLContext* ctx, int fd, int timeoutMs, std::string* detail);
 
 // Under TLS 1.3 a gateway checks the client certificate only after the
-// client has finished its handshake, so a refusal arrives as an alert on
-// the first read instead. True when the last failed read on the context's
-// connection was such an alert from the gateway, with *detail as for
-// sslHandshake(); false otherwise.
+// client has finished its handshake, so a refusal arrives as an alert
+// after it: on the first read, or before the first write, which then
+// fails. Call after a failed read or write on the context's connection
+// (fd non-blocking); reads an alert still waiting on the socket. True when
+// the connection ended with such an alert from the gateway, with *detail
+// as for sslHandshake(); false otherwise.
 bool sslRefusedAfterHandshake(BSSLContext* ctx, std::string* detail);
 
 // Writes length bytes of data with a single SSL_write. Returns its result:
