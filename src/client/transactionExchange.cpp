@@ -61,6 +61,21 @@ struct Exchange {
     return false;
   }
 
+  // abandon() after the first write or read failed. Under TLS 1.3 the
+  // gateway refuses a client certificate only after the handshake, and
+  // the refusal may reach either: it is then reported as the failed
+  // handshake it is, with its reason, instead of as error.
+  bool abandonFirstExchange(const char* logLine, const char* error) {
+    std::string why;
+    if (sslRefusedAfterHandshake(ctx, &why)) {
+      log("\t\tThe gateway refused the SSL connection.");
+      bundle->put("ERROR_DETAIL", why.c_str());
+      return abandon("UNABLE TO CONNECT - COULD NOT NEGOTIATE SSL");
+    }
+    log(logLine);
+    return abandon(error);
+  }
+
   std::string field(const char* name) {
     const char* value = bundle->get(name);
     return value ? value : "";
@@ -126,17 +141,12 @@ struct Credentials {
   bool checkHostName;
 };
 
-// One pass of the server loop. Returns true with socket, descriptor and
-// context kept when the server accepted the connection and the handshake;
-// false when the next server is to be tried. Sets *fatal when the SSL
-// context could not be had: no other server is tried then.
-bool tryServer(Exchange& x, int index, int port, const Credentials& c, bool* fatal) {
-  char name[32];
-  snprintf(name, sizeof name, "SERVER%i", index);
-  std::string server = x.field(name);
-  x.bundle->put("SERVER", server.c_str());
-  logDebugPrintf(x.t, "\t\t\tTrying Server [%s]", server.c_str());
-
+// Opens a TCP connection to server and takes an SSL context for it.
+// Returns true with socket and context kept and *peer naming the address
+// connected to; false with both released and the failure stored. Sets
+// *fatal when the SSL context could not be had.
+bool openConnection(Exchange& x, const std::string& server, int port, const Credentials& c,
+                    std::string* peer, bool* fatal) {
   x.socket = trackNew(new BSocket(), "transaction socket");
   // The time-out is set twice on purpose, as the engine always has.
   x.socket->setSoTimeOut(kConnectTimeoutMs, 1);
@@ -151,14 +161,13 @@ bool tryServer(Exchange& x, int index, int port, const Credentials& c, bool* fat
     return false;
   }
 
-  std::string peer;
   BString* remote = x.socket->getRemoteAddress();
   if (remote != nullptr) {
     BString* text = remote->toString();
-    peer = text->buffer() ? text->buffer() : "";
+    *peer = text->buffer() ? text->buffer() : "";
     trackDelete(text);
   }
-  logDebugPrintf(x.t, "\t\t\tRemote Address we connected to: [%s]:[%d];", peer.c_str(), port);
+  logDebugPrintf(x.t, "\t\t\tRemote Address we connected to: [%s]:[%d];", peer->c_str(), port);
 
   x.log("\t\tGetting ssl context");
   x.ctx = static_cast<BSSLContext*>(
@@ -178,27 +187,56 @@ bool tryServer(Exchange& x, int index, int port, const Credentials& c, bool* fat
     *fatal = true;
     return false;
   }
+  return true;
+}
 
-  x.fd = x.socket->getSocket();
-  sendWithoutDelay(x.fd);
-  sslSetPeer(x.ctx, server.c_str(), c.checkHostName);
-  x.ctx->setSocket(x.fd);
-  std::string why;
-  bool handshake = sslHandshake(x.ctx, x.fd, kConnectTimeoutMs, &why);
-  x.socket->setNonBlocking();
-  if (handshake) {
-    // An earlier server's failure is no longer the outcome.
-    x.bundle->remove("ERROR");
-    x.bundle->remove("ERROR_DETAIL");
-    x.bundle->remove("RESULT");
-    return true;
+// One pass of the server loop. Returns true with socket, descriptor and
+// context kept when the server accepted the connection and the handshake;
+// false when the next server is to be tried. Sets *fatal when the SSL
+// context could not be had: no other server is tried then.
+//
+// The stored session is only a way to save a full handshake, never a
+// reason to fail a payment: it may be one the gateway no longer accepts
+// in a way that ends the handshake, or bytes torn by two processes
+// writing at once. When a handshake that offered it fails for any reason
+// but the time-out, the same server is tried once more at once, on a new
+// connection, with a full handshake. A stalled server is not tried again.
+bool tryServer(Exchange& x, int index, int port, const Credentials& c, bool* fatal) {
+  char name[32];
+  snprintf(name, sizeof name, "SERVER%i", index);
+  std::string server = x.field(name);
+  x.bundle->put("SERVER", server.c_str());
+  logDebugPrintf(x.t, "\t\t\tTrying Server [%s]", server.c_str());
+
+  for (bool offerSession = true;; offerSession = false) {
+    std::string peer;
+    if (!openConnection(x, server, port, c, &peer, fatal)) return false;
+    x.fd = x.socket->getSocket();
+    sendWithoutDelay(x.fd);
+    sslSetPeer(x.ctx, server.c_str(), c.checkHostName);
+    bool offered = sslAttach(x.ctx, x.fd, offerSession);
+    std::string why;
+    SslHandshakeOutcome outcome = sslHandshake(x.ctx, x.fd, kConnectTimeoutMs, &why);
+    x.socket->setNonBlocking();
+    if (outcome == kSslHandshakeCompleted) {
+      // An earlier server's failure is no longer the outcome.
+      x.bundle->remove("ERROR");
+      x.bundle->remove("ERROR_DETAIL");
+      x.bundle->remove("RESULT");
+      return true;
+    }
+    x.releaseSocket();
+    x.releaseContext();
+    if (offered && outcome == kSslHandshakeFailed) {
+      logDebugPrintf(x.t, "\t\t\tResuming the stored SSL session failed: [%s]:[%d]; [%s]; retrying with a full handshake",
+                     peer.c_str(), port, why.c_str());
+      continue;
+    }
+    logDebugPrintf(x.t, "\t\t\tCould not negotiate SSL: [%s]:[%d];", peer.c_str(), port);
+    x.fail("UNABLE TO CONNECT - COULD NOT NEGOTIATE SSL");
+    x.bundle->put("ERROR_DETAIL", why.c_str());
+    return false;
   }
-  logDebugPrintf(x.t, "\t\t\tCould not negotiate SSL: [%s]:[%d];", peer.c_str(), port);
-  x.fail("UNABLE TO CONNECT - COULD NOT NEGOTIATE SSL");
-  x.bundle->put("ERROR_DETAIL", why.c_str());
-  x.releaseSocket();
-  x.releaseContext();
-  return false;
 }
 
 }  // namespace
@@ -248,22 +286,12 @@ bool DoTransaction(void* handle) {
     x.cleanUp();
     return false;
   }
-  if (!x.send()) {
-    x.log("\t\t Unable to write to Server");
-    return x.abandon("UNABLE TO WRITE TO SERVER");
-  }
+  if (!x.send()) return x.abandonFirstExchange("\t\t Unable to write to Server", "UNABLE TO WRITE TO SERVER");
 
   x.log("\t\tMessage Sent...");
   x.log("\t\tReading Response...");
   if (!x.receive()) {
-    std::string why;
-    if (sslRefusedAfterHandshake(x.ctx, &why)) {
-      x.log("\t\tThe gateway refused the SSL connection.");
-      x.bundle->put("ERROR_DETAIL", why.c_str());
-      return x.abandon("UNABLE TO CONNECT - COULD NOT NEGOTIATE SSL");
-    }
-    x.log("\t\tUNABLE TO READ SERVER RESPONSE");
-    return x.abandon("UNABLE TO READ SERVER RESPONSE");
+    return x.abandonFirstExchange("\t\tUNABLE TO READ SERVER RESPONSE", "UNABLE TO READ SERVER RESPONSE");
   }
   x.log("\t\tRead result.");
   int64_t wireTime = x.lap();

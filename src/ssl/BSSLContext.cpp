@@ -303,14 +303,7 @@ SSL_SESSION* BSSLContext::getSession() {
   SessionStore* store = sessionStoreFor(certificatePath->buffer() ? certificatePath->buffer() : "");
   SSL_SESSION* found = nullptr;
   if (getLock(store)) {
-    // The length comes from another process: only a length within the
-    // data field is decoded.
-    SharedSessionSegment* segment = storeSegment(store);
-    long length = segment->sessionLength;
-    if (length > 0 && length <= kMaxStoredSessionLength) {
-      const unsigned char* in = segment->sessionData;
-      found = d2i_SSL_SESSION(nullptr, &in, length);
-    }
+    found = decodeStoredSession(store);
     releaseLock(store);
   }
   // The session is not added to OpenSSL's own cache: that cache is never

@@ -1,5 +1,6 @@
 #include "sessionStore.h"
 
+#include <openssl/err.h>
 #include <sys/ipc.h>
 #include <sys/shm.h>
 #include <unistd.h>
@@ -110,16 +111,6 @@ bool sameSession(const SSL_SESSION* a, const SSL_SESSION* b) {
   return sameBytes(aTicket, aTicketLength, bTicket, bTicketLength);
 }
 
-// The stored session, decoded, or null; the caller holds the lock and
-// frees the result. The length comes from another process: only a length
-// within the data field is decoded.
-SSL_SESSION* decodeStored(SharedSessionSegment* segment) {
-  long length = segment->sessionLength;
-  if (length <= 0 || length > kMaxStoredSessionLength) return nullptr;
-  const unsigned char* in = segment->sessionData;
-  return d2i_SSL_SESSION(nullptr, &in, length);
-}
-
 }  // namespace
 
 void* createSharedMemorySpace(const char* path, int& segmentId, int size, int projectId) {
@@ -226,17 +217,45 @@ int ssl_callback_NewSessionCacheEntry(SSL* ssl, SSL_SESSION* session) {
     return -1;
   }
   SharedSessionSegment* segment = storeSegment(store);
+  // Encoded here first, then copied in one go, so that the segment holds
+  // a half-written session for as short a time as possible.
+  unsigned char encoded[kMaxStoredSessionLength];
   int length = i2d_SSL_SESSION(session, nullptr);
-  if (length <= 0 || length > kMaxStoredSessionLength) {
+  unsigned char* out = encoded;
+  if (length <= 0 || length > kMaxStoredSessionLength || i2d_SSL_SESSION(session, &out) != length) {
     releaseLock(store);
     SSL_SESSION_free(session);
     return -1;
   }
-  unsigned char* out = segment->sessionData;
-  i2d_SSL_SESSION(session, &out);
-  segment->sessionLength = length;
+  // A reader that comes in while the bytes change (a process that started
+  // meanwhile clears the lock as it attaches) sees no session rather than
+  // the new bytes under the old length.
+  __atomic_store_n(&segment->sessionLength, 0, __ATOMIC_RELEASE);
+  memcpy(segment->sessionData, encoded, length);
+  __atomic_store_n(&segment->sessionLength, length, __ATOMIC_RELEASE);
   releaseLock(store);
   return 0;
+}
+
+SSL_SESSION* decodeStoredSession(SessionStore* store) {
+  SharedSessionSegment* segment = storeSegment(store);
+  if (segment == nullptr) return nullptr;
+  // The length and the bytes come from other processes, and a process
+  // that started meanwhile may have cleared the lock while another writes:
+  // the bytes are copied out and decoded only when a second look finds
+  // the same length and the same bytes, and only a length within the data
+  // field is read. Any doubt means no session, which costs one full
+  // handshake.
+  int length = __atomic_load_n(&segment->sessionLength, __ATOMIC_ACQUIRE);
+  if (length <= 0 || length > kMaxStoredSessionLength) return nullptr;
+  unsigned char copy[kMaxStoredSessionLength];
+  memcpy(copy, segment->sessionData, length);
+  if (__atomic_load_n(&segment->sessionLength, __ATOMIC_ACQUIRE) != length ||
+      memcmp(copy, segment->sessionData, length) != 0) {
+    return nullptr;
+  }
+  const unsigned char* in = copy;
+  return d2i_SSL_SESSION(nullptr, &in, length);
 }
 
 SSL_SESSION* ssl_callback_GetSessionCacheEntry(SSL*, const unsigned char*, int, int*) {
@@ -244,11 +263,23 @@ SSL_SESSION* ssl_callback_GetSessionCacheEntry(SSL*, const unsigned char*, int, 
 }
 
 void ssl_callback_DelSessionCacheEntry(SSL_CTX* ctx, SSL_SESSION* session) {
+  // OpenSSL also removes sessions from connections that went well: a
+  // TLS 1.3 ticket just used (tickets are meant for one use), a TLS 1.2
+  // session whose ticket the gateway renewed. The new session arrives
+  // through the new-session callback, under TLS 1.3 only once the reply is
+  // read; clearing the store in between would send every process that
+  // starts in that gap to a full handshake. Such a removal leaves the
+  // thread's error queue empty (the handshake clears it first), whereas a
+  // failed connection puts its reason there before OpenSSL removes the
+  // session (a fatal alert sent or received): only then is the stored
+  // session dropped. A gateway that refuses a ticket kept here simply
+  // makes a full handshake, whose session replaces it.
+  if (ERR_peek_error() == 0) return;
   SessionStore* store = storeOf(ctx);
   if (session == nullptr || !lockWithin(store, kCallbackLockWaits)) return;
   SharedSessionSegment* segment = storeSegment(store);
-  SSL_SESSION* stored = decodeStored(segment);
-  if (stored != nullptr && sameSession(stored, session)) segment->sessionLength = 0;
+  SSL_SESSION* stored = decodeStoredSession(store);
+  if (stored != nullptr && sameSession(stored, session)) __atomic_store_n(&segment->sessionLength, 0, __ATOMIC_RELEASE);
   SSL_SESSION_free(stored);
   releaseLock(store);
 }

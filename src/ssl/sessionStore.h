@@ -119,6 +119,11 @@ void releaseLock(SessionStore* store);
 unsigned char getLock();
 void releaseLock();
 
+// The session stored in store's segment, decoded, or null when none is
+// stored or its bytes are unusable or changed while being read. The
+// caller holds store's lock and frees the result.
+SSL_SESSION* decodeStoredSession(SessionStore* store);
+
 // Makes ctx store sessions in store: the callbacks below find it through
 // ctx. The store lives as long as the process, so nothing unbinds it.
 void bindSessionStore(SSL_CTX* ctx, SessionStore* store);
@@ -141,11 +146,14 @@ SSL_SESSION* ssl_callback_GetSessionCacheEntry(SSL* ssl, const unsigned char* id
                                                int* copy);
 
 // OpenSSL's remove-session callback. OpenSSL calls it for many reasons (a
-// failed handshake, a single-use ticket consumed, a TLS 1.2 session
-// replaced by a new ticket); only when session is the one stored (same
-// session ID or same ticket) is the stored session cleared (length 0).
-// The segment always stays attached and is never deleted. Waits at most
-// about 10 ms for the lock.
+// failed connection, a single-use ticket consumed, a TLS 1.2 session
+// replaced by a new ticket). Only a removal made while the thread's
+// OpenSSL error queue holds an error (a failed connection) clears the
+// stored session (length 0), and only when session is the one stored
+// (same session ID or same ticket); after a connection that went well the
+// stored session stays until a new one replaces it. The segment always
+// stays attached and is never deleted. Waits at most about 10 ms for the
+// lock.
 void ssl_callback_DelSessionCacheEntry(SSL_CTX* ctx, SSL_SESSION* session);
 
 // Diagnostic entry points kept for applications that call them; they do

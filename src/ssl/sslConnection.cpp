@@ -64,7 +64,15 @@ void sslSetPeer(BSSLContext* ctx, const char* server, bool checkName) {
   }
 }
 
-bool sslHandshake(BSSLContext* ctx, int fd, int timeoutMs, std::string* detail) {
+bool sslAttach(BSSLContext* ctx, int fd, bool offerStoredSession) {
+  ctx->setSocket(fd);
+  SSL* ssl = ctx->getSSLObject();
+  if (ssl == nullptr) return false;
+  if (!offerStoredSession) SSL_set_session(ssl, nullptr);
+  return SSL_get0_session(ssl) != nullptr;
+}
+
+SslHandshakeOutcome sslHandshake(BSSLContext* ctx, int fd, int timeoutMs, std::string* detail) {
   SSL* ssl = ctx->getSSLObject();
   int flags = fcntl(fd, F_GETFL);
   // A gateway that accepts the connection and then stalls must not hold
@@ -72,20 +80,20 @@ bool sslHandshake(BSSLContext* ctx, int fd, int timeoutMs, std::string* detail) 
   // by what is left of the time allowed.
   if (ssl == nullptr || flags == -1 || fcntl(fd, F_SETFL, flags | O_NONBLOCK) == -1) {
     *detail = "the connection could not be set up";
-    return false;
+    return kSslHandshakeFailed;
   }
   auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
   for (;;) {
     ERR_clear_error();
     errno = 0;
     int result = SSL_connect(ssl);
-    if (result == 1) return true;
+    if (result == 1) return kSslHandshakeCompleted;
     int savedErrno = errno;
     int sslError = SSL_get_error(ssl, result);
     short events = sslError == SSL_ERROR_WANT_READ ? POLLIN : sslError == SSL_ERROR_WANT_WRITE ? POLLOUT : 0;
     if (events == 0) {
       *detail = handshakeFailure(ssl, sslError, savedErrno);
-      return false;
+      return kSslHandshakeFailed;
     }
     int ready = 0;
     do {
@@ -96,23 +104,39 @@ bool sslHandshake(BSSLContext* ctx, int fd, int timeoutMs, std::string* detail) 
     } while (ready == -1 && errno == EINTR);
     if (ready < 0) {
       *detail = strerror(errno);
-      return false;
+      return kSslHandshakeFailed;
     }
     if (ready == 0) {
       *detail = "SSL handshake timed out after " + std::to_string(timeoutMs / 1000) + " seconds";
-      return false;
+      return kSslHandshakeTimedOut;
     }
   }
 }
 
+namespace {
+
+// OpenSSL reports an alert received from the peer as an SSL error whose
+// reason is the alert's number past SSL_AD_REASON_OFFSET.
+bool alertFromPeerQueued() {
+  unsigned long code = ERR_peek_last_error();
+  return ERR_GET_LIB(code) == ERR_LIB_SSL && ERR_GET_REASON(code) >= SSL_AD_REASON_OFFSET;
+}
+
+}  // namespace
+
 bool sslRefusedAfterHandshake(BSSLContext* ctx, std::string* detail) {
   SSL* ssl = ctx->getSSLObject();
-  unsigned long code = ERR_peek_last_error();
-  // OpenSSL reports an alert received from the peer as an SSL error whose
-  // reason is the alert's number past SSL_AD_REASON_OFFSET.
-  if (ssl == nullptr || SSL_version(ssl) != TLS1_3_VERSION || ERR_GET_LIB(code) != ERR_LIB_SSL ||
-      ERR_GET_REASON(code) < SSL_AD_REASON_OFFSET) {
-    return false;
+  if (ssl == nullptr || SSL_version(ssl) != TLS1_3_VERSION) return false;
+  if (!alertFromPeerQueued()) {
+    // A write does not read: when the refusal came before the request was
+    // written, the write fails (the gateway has closed) and the alert
+    // waits unread on the socket, which is non-blocking by now. One read
+    // picks it up; the exchange is being abandoned, so nothing it might
+    // consume is missed.
+    char ignored[256];
+    ERR_clear_error();
+    SSL_read(ssl, ignored, sizeof ignored);
+    if (!alertFromPeerQueued()) return false;
   }
   *detail = handshakeFailure(ssl, SSL_ERROR_SSL, 0);
   return true;

@@ -19,19 +19,34 @@ class BSSLContext;
 // connection of the context set is replaced.
 void sslSetPeer(BSSLContext* ctx, const char* server, bool checkName);
 
+// Binds the context's connection to connected descriptor fd (see
+// BSSLContext::setSocket()). With offerStoredSession false no session is
+// offered, whatever the store holds, so the handshake is a full one.
+// Returns true when a stored session is offered.
+bool sslAttach(BSSLContext* ctx, int fd, bool offerStoredSession);
+
+// How a handshake ended.
+enum SslHandshakeOutcome {
+  kSslHandshakeCompleted = 0,
+  kSslHandshakeFailed,
+  kSslHandshakeTimedOut,
+};
+
 // Runs the client handshake on the context's connection, bound to the
 // connected descriptor fd, for at most timeoutMs milliseconds; fd is left
-// non-blocking. Returns true when the handshake completed; otherwise
-// *detail holds why: OpenSSL's reason with the verification result when
-// there is one (for example "certificate verify failed: unable to get
-// local issuer certificate"), or the time-out.
-bool sslHandshake(BSSLContext* ctx, int fd, int timeoutMs, std::string* detail);
+// non-blocking. Unless the handshake completed, *detail holds why:
+// OpenSSL's reason with the verification result when there is one (for
+// example "certificate verify failed: unable to get local issuer
+// certificate"), or the time-out.
+SslHandshakeOutcome sslHandshake(BSSLContext* ctx, int fd, int timeoutMs, std::string* detail);
 
 // Under TLS 1.3 a gateway checks the client certificate only after the
-// client has finished its handshake, so a refusal arrives as an alert on
-// the first read instead. True when the last failed read on the context's
-// connection was such an alert from the gateway, with *detail as for
-// sslHandshake(); false otherwise.
+// client has finished its handshake, so a refusal arrives as an alert
+// after it: on the first read, or before the first write, which then
+// fails. Call after a failed read or write on the context's connection
+// (fd non-blocking); reads an alert still waiting on the socket. True when
+// the connection ended with such an alert from the gateway, with *detail
+// as for sslHandshake(); false otherwise.
 bool sslRefusedAfterHandshake(BSSLContext* ctx, std::string* detail);
 
 // Writes length bytes of data with a single SSL_write. Returns its result:

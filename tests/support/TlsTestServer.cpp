@@ -30,7 +30,8 @@ void setIoTimeouts(int fd) {
 
 }  // namespace
 
-TlsTestServer::TlsTestServer(const TestCertificates& certs, Script script, bool requireClientCert)
+TlsTestServer::TlsTestServer(const TestCertificates& certs, Script script, bool requireClientCert,
+                             const Configure& configure)
     : m_script(std::move(script)) {
   // A script that writes after the client has gone must fail its write,
   // not end the test program.
@@ -49,6 +50,7 @@ TlsTestServer::TlsTestServer(const TestCertificates& certs, Script script, bool 
     SSL_CTX_load_verify_locations(m_ctx, certs.caCert().c_str(), nullptr);
     SSL_CTX_set_verify(m_ctx, SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT, nullptr);
   }
+  if (configure) configure(m_ctx);
 
   m_listener = socket(AF_INET, SOCK_STREAM, 0);
   sockaddr_in address{};

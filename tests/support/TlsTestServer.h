@@ -33,12 +33,15 @@ class TlsTestServer {
   };
 
   using Script = std::function<void(SSL*)>;
+  using Configure = std::function<void(SSL_CTX*)>;
 
   // With requireClientCert the client must present a certificate that
   // certs' CA signed. A null script closes each connection after the
-  // handshake. Throws std::runtime_error when it cannot listen.
+  // handshake. configure, when given, adjusts the server's context before
+  // the server starts (callbacks, versions). Throws std::runtime_error
+  // when it cannot listen.
   explicit TlsTestServer(const TestCertificates& certs, Script script = nullptr,
-                         bool requireClientCert = false);
+                         bool requireClientCert = false, const Configure& configure = nullptr);
   // Stops the thread and closes the listening socket.
   ~TlsTestServer();
   TlsTestServer(const TlsTestServer&) = delete;

@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <openssl/err.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -120,6 +121,7 @@ bool GatewayServer::listen(std::string* error) {
 
 void GatewayServer::run() {
   long connections = 0;
+  const int on = 1;
   while (!m_stopping) {
     joinFinishedWorkers(false);
     pollfd listener{m_listener, POLLIN, 0};
@@ -130,6 +132,10 @@ void GatewayServer::run() {
       if (errno == EMFILE || errno == ENFILE) std::this_thread::sleep_for(std::chrono::milliseconds(50));
       continue;
     }
+    // Under TLS 1.3 the server writes its session tickets after the
+    // handshake and then the reply; with Nagle's algorithm the reply would
+    // wait about 40 ms for the client to acknowledge the tickets.
+    setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     Worker& worker = m_workers.emplace_back();
     ServerContext& context = *m_context;
     long number = ++connections;

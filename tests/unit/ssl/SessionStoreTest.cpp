@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <openssl/err.h>
 #include <sys/ipc.h>
 #include <sys/shm.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstring>
 #include <filesystem>
@@ -65,6 +68,27 @@ bool handshakeOnce(BSSLContext& ctx, TlsTestServer& server) {
 void greet(SSL* ssl) { TlsTestServer::send(ssl, "hello"); }
 
 SharedSessionSegment* segmentOf(const std::string& path) { return storeSegment(sessionStoreFor(path.c_str())); }
+
+std::vector<unsigned char> storedBytes(const SharedSessionSegment* segment) {
+  int length = segment->sessionLength > 0 ? segment->sessionLength : 0;
+  return std::vector<unsigned char>(segment->sessionData, segment->sessionData + length);
+}
+
+// A server's ClientHello callback that refuses every hello with a fatal
+// alert while *refuse (a std::atomic<bool>) is true.
+int refuseWhenAsked(SSL*, int* alert, void* refuse) {
+  if (!static_cast<std::atomic<bool>*>(refuse)->load()) return SSL_CLIENT_HELLO_SUCCESS;
+  *alert = SSL_AD_HANDSHAKE_FAILURE;
+  return SSL_CLIENT_HELLO_ERROR;
+}
+
+// Writes an application-data record that no key decrypts straight onto
+// the connection's socket: the client answers it with a fatal alert.
+void sendUndecryptableRecord(SSL* ssl) {
+  unsigned char record[5 + 32] = {0x17, 0x03, 0x03, 0x00, 0x20};
+  memset(record + 5, 0x41, 32);
+  ASSERT_EQ(write(SSL_get_fd(ssl), record, sizeof record), static_cast<ssize_t>(sizeof record));
+}
 
 class SessionStoreTest : public ::testing::Test {
  protected:
@@ -181,6 +205,8 @@ TEST_F(SessionStoreTest, RemovalClearsOnlyTheStoredSessionAndKeepsTheSegment) {
   ASSERT_GT(stored, 0);
   SSL_CTX* sslCtx = SSL_get_SSL_CTX(ctx.getSSLObject());
 
+  // Removals on a failed connection, with an error on the thread's queue.
+  ERR_raise(ERR_LIB_SSL, SSL_R_SSL_HANDSHAKE_FAILURE);
   // Another session (another ID, no ticket) leaves the stored one alone.
   SSL_SESSION* other = sessionEncodedIn(ctx.getSSLObject(), 300);
   const unsigned char otherId[] = "another session id";
@@ -190,7 +216,12 @@ TEST_F(SessionStoreTest, RemovalClearsOnlyTheStoredSessionAndKeepsTheSegment) {
   ssl_callback_DelSessionCacheEntry(nullptr, ctx.getSession());
   EXPECT_EQ(segment->sessionLength, stored) << "a context without a store removes nothing";
 
+  ERR_clear_error();
   ssl_callback_DelSessionCacheEntry(sslCtx, ctx.getSession());
+  EXPECT_EQ(segment->sessionLength, stored) << "a removal after a connection that went well keeps it";
+  ERR_raise(ERR_LIB_SSL, SSL_R_SSL_HANDSHAKE_FAILURE);
+  ssl_callback_DelSessionCacheEntry(sslCtx, ctx.getSession());
+  ERR_clear_error();
   EXPECT_EQ(segment->sessionLength, 0) << "the stored session is cleared";
   EXPECT_EQ(segmentOf(certs().clientPem()), segment) << "the segment stays attached";
   EXPECT_EQ(getLock(sessionStoreFor(certs().clientPem().c_str())), 1);
@@ -222,5 +253,59 @@ TEST_F(SessionStoreTest, EveryHandshakeAfterTheFirstResumesUnderTls12And13) {
     EXPECT_FALSE(seen[0].resumed);
     for (size_t i = 1; i < seen.size(); i++) EXPECT_TRUE(seen[i].resumed) << version << " " << i;
     for (auto& c : seen) EXPECT_EQ(c.version, version);
+  }
+}
+
+// OpenSSL removes the session it has just resumed (a TLS 1.3 ticket is
+// meant for one use) before the new tickets arrive with the reply: the
+// store keeps it meanwhile, so that another process starting then still
+// resumes. A connection that fails with a fatal alert, received or sent,
+// drops the stored session it was using.
+TEST_F(SessionStoreTest, ResumedConnectionsKeepTheStoredSessionAndFailedOnesDropIt) {
+  for (int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
+    SCOPED_TRACE(version);
+    SessionStoreGuard fresh(certs());
+    std::atomic<bool> refuse{false}, garble{false};
+    TlsTestServer server(
+        certs(),
+        [&garble](SSL* ssl) {
+          if (garble) {
+            sendUndecryptableRecord(ssl);
+          } else {
+            greet(ssl);
+          }
+        },
+        false, [&refuse](SSL_CTX* ctx) { SSL_CTX_set_client_hello_cb(ctx, refuseWhenAsked, &refuse); });
+    BSSLContext ctx(certs().clientPem().c_str(), certs().password().c_str(), "", "client");
+    SSL_set_max_proto_version(ctx.getSSLObject(), version);
+    ASSERT_TRUE(handshakeOnce(ctx, server));
+    SharedSessionSegment* segment = segmentOf(certs().clientPem());
+    std::vector<unsigned char> stored = storedBytes(segment);
+    ASSERT_FALSE(stored.empty());
+
+    BSocket socket;
+    ASSERT_TRUE(connectTls(ctx, socket, server.port()));
+    EXPECT_EQ(SSL_session_reused(ctx.getSSLObject()), 1);
+    EXPECT_EQ(storedBytes(segment), stored) << "kept between the handshake and the new session";
+    closeTls(ctx, socket);
+    ASSERT_TRUE(handshakeOnce(ctx, server));
+    ASSERT_GT(segment->sessionLength, 0);
+
+    refuse = true;
+    EXPECT_FALSE(handshakeOnce(ctx, server));
+    EXPECT_EQ(segment->sessionLength, 0) << "dropped after a fatal alert received";
+    refuse = false;
+
+    ASSERT_TRUE(handshakeOnce(ctx, server));
+    ASSERT_GT(segment->sessionLength, 0);
+    garble = true;
+    EXPECT_FALSE(handshakeOnce(ctx, server));
+    EXPECT_EQ(segment->sessionLength, 0) << "dropped after a fatal alert sent";
+
+    auto seen = server.waitForConnections(6);
+    ASSERT_EQ(seen.size(), 6u);
+    EXPECT_TRUE(seen[1].resumed && seen[2].resumed && seen[5].resumed) << "the stored session was in use";
+    EXPECT_FALSE(seen[3].handshake);
+    EXPECT_FALSE(seen[4].resumed) << "a full handshake after the refusal";
   }
 }
