@@ -72,6 +72,7 @@ class ExamplesTest(unittest.TestCase):
         self.assertIn("approved: APPROVED, card 411111XXXXXX1111", out)
         self.assertRegex(out, r"libzelvanclient (\S+) \(built against \1\)")
 
+    @unittest.skipUnless(os.environ.get("ZV_PYTHON_EXAMPLE"), "no Python example in this build")
     def test_python_purchases_in_parallel_threads(self):
         env = dict(self.env, PYTHONPATH=os.environ["ZV_PYTHON_PACKAGE"])
         if os.environ.get("ZV_PYTHON_PRELOAD"):
