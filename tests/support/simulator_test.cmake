@@ -1,0 +1,29 @@
+# zv_add_simulator_test(<name> <command...>): a test that runs the command
+# against a gateway simulator of its own (tests/support/with_gateway_sim.py)
+# with ZELVAN_LIBRARY naming this build's library. For the bindings, whose
+# tests run in an uninstrumented interpreter (php, java): in a sanitizer
+# build the ASan runtime is loaded first, and leaks are not checked, since
+# the interpreter never frees all it allocates.
+find_package(Python3 REQUIRED COMPONENTS Interpreter)
+
+function(zv_add_simulator_test name)
+  set(env
+    "PYTHONPATH=${PROJECT_SOURCE_DIR}/tests/support"
+    "PYTHONDONTWRITEBYTECODE=1"
+    "ZELVAN_LIBRARY=$<TARGET_FILE:zelvanclient>")
+  if(ZV_SANITIZE)
+    execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libasan.so
+      OUTPUT_VARIABLE asan_runtime OUTPUT_STRIP_TRAILING_WHITESPACE)
+    list(APPEND env "LD_PRELOAD=${asan_runtime}" "ASAN_OPTIONS=halt_on_error=1:detect_leaks=0")
+  endif()
+  add_test(NAME ${name}
+    COMMAND Python3::Interpreter ${PROJECT_SOURCE_DIR}/tests/support/with_gateway_sim.py
+      $<TARGET_FILE:zelvan-gateway-sim> $<TARGET_FILE:zelvan-certgen> ${ARGN})
+  set_tests_properties(${name} PROPERTIES TIMEOUT 300 ENVIRONMENT "${env}")
+endfunction()
+
+# zv_skipped_test(<name> <reason>): a test that only reports itself skipped.
+function(zv_skipped_test name reason)
+  add_test(NAME ${name} COMMAND sh -c "echo 'skipped: ${reason}'; exit 77")
+  set_tests_properties(${name} PROPERTIES SKIP_RETURN_CODE 77)
+endfunction()
