@@ -3,6 +3,7 @@ package zelvan_test
 import (
 	"bufio"
 	"fmt"
+	"io"
 	"net"
 	"os"
 	"os/exec"
@@ -63,7 +64,9 @@ func startSimulator(t testing.TB, c certificates, extra ...string) string {
 	args := append([]string{"--cert", c.path("server.pem"), "--key", c.path("server-key.pem"),
 		"--ca", c.path("ca.pem"), "--port", "0"}, extra...)
 	cmd := exec.Command(os.Getenv("ZV_GATEWAY_SIM"), args...)
-	cmd.Stderr = os.Stderr
+	// Copied rather than inherited, so that a simulator outliving a crashed
+	// test holds no descriptor that the test runner waits on.
+	cmd.Stderr = struct{ io.Writer }{os.Stderr}
 	out, err := cmd.StdoutPipe()
 	if err != nil {
 		t.Fatal(err)

@@ -57,12 +57,14 @@ function load(env = process.env) {
     `libzelvanclient could not be loaded (set ${LIBRARY_VARIABLE} to its path):\n  ${reasons.join('\n  ')}`);
 }
 
-// The C library allocates "THEWORKS" texts with malloc(); the C library's
-// own free() releases them.
-let libcFree = null;
+// The library allocates "THEWORKS" texts with malloc(); they go back through
+// the process's free() as the dynamic loader resolves it, which is the
+// allocator's own when one is preloaded (jemalloc, tcmalloc, a sanitizer)
+// rather than the C library's.
+let processFree = null;
 function free(pointer) {
-  if (libcFree === null) libcFree = koffi.load('libc.so.6').func('free', 'void', ['void *']);
-  libcFree(pointer);
+  if (processFree === null) processFree = koffi.load(null).func('free', 'void', ['void *']);
+  processFree(pointer);
 }
 
 // The NUL-terminated UTF-8 text at a pointer, copied into a JS string.

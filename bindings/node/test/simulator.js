@@ -43,7 +43,10 @@ class Certificates {
 function startSimulator(certs, extraArgs = []) {
   const child = spawn(process.env.ZV_GATEWAY_SIM, [
     '--cert', certs.path('server.pem'), '--key', certs.path('server-key.pem'),
-    '--ca', certs.ca, '--port', '0', ...extraArgs], { stdio: ['ignore', 'pipe', 'inherit'] });
+    '--ca', certs.ca, '--port', '0', ...extraArgs], { stdio: ['ignore', 'pipe', 'pipe'] });
+  // Copied rather than inherited, so that a simulator outliving a crashed
+  // test holds no descriptor that the test runner waits on.
+  child.stderr.pipe(process.stderr);
   const exited = new Promise((resolve) => child.on('exit', (code) => resolve(code)));
   const stop = () => { child.kill('SIGTERM'); return exited; };
   return new Promise((resolve, reject) => {
