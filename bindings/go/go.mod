@@ -1,0 +1,3 @@
+module zelvan
+
+go 1.19
