@@ -12,9 +12,7 @@ function(zv_add_simulator_test name)
     "PYTHONDONTWRITEBYTECODE=1"
     "ZELVAN_LIBRARY=$<TARGET_FILE:zelvanclient>")
   if(ZV_SANITIZE)
-    execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libasan.so
-      OUTPUT_VARIABLE asan_runtime OUTPUT_STRIP_TRAILING_WHITESPACE)
-    list(APPEND env "LD_PRELOAD=${asan_runtime}" "ASAN_OPTIONS=halt_on_error=1:detect_leaks=0")
+    list(APPEND env "LD_PRELOAD=${ZV_ASAN_RUNTIME}" "ASAN_OPTIONS=halt_on_error=1:detect_leaks=0")
   endif()
   add_test(NAME ${name}
     COMMAND Python3::Interpreter ${PROJECT_SOURCE_DIR}/tests/support/with_gateway_sim.py
