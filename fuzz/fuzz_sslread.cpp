@@ -26,7 +26,7 @@
 #include "BSocket.h"
 #include "BString.h"
 #include "CertificateFactory.h"
-#include "doSSLRead.h"
+#include "responseReader.h"
 #include "fuzzSupport.h"
 #include "sessionStore.h"
 

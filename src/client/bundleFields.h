@@ -3,14 +3,22 @@
 
 #include "txn.h"
 
-// Small helpers for reading and writing a transaction's bundle.
+class BHashTable;
+
+// Small helpers for making, reading and writing a transaction's bundle.
+
+// A new empty bundle, reported to the allocation tracker. The caller owns
+// it.
+BHashTable* newBundleTable();
+
+// The whole bundle as text, every field included, in an array from
+// malloc(), so that applications in any language can release it with
+// free(); null when the bundle yields no text.
+char* wholeBundleText(txn* t);
 
 // True when the bundle holds field key, even with an empty value: a field
 // the application put counts as given, whatever its text.
 bool hasField(txn* t, const char* key);
-
-// Records a local failure: stores ERROR = error and RESULT = "-1".
-void storeFailure(txn* t, const char* error);
 
 // True when a and b hold the same text ignoring case. A null text equals
 // nothing, not even another null.

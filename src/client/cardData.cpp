@@ -40,3 +40,9 @@ void clearPCISensitiveData(txn* t, const char* key) {
   stars[n] = '\0';
   t->bundle->put(key, stars);
 }
+
+void clearCardData(txn* t) {
+  clearPCISensitiveData(t, "CVC2");
+  clearPCISensitiveData(t, "CARDEXPIRYDATE");
+  clearPCISensitiveData(t, "CARDDATA");
+}

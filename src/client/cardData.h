@@ -20,4 +20,8 @@ int maskPan(char* pan);
 // left alone.
 void clearPCISensitiveData(txn* t, const char* key);
 
+// What every exchange does with the card data of the bundle once it is
+// over: clearPCISensitiveData() of CVC2, CARDEXPIRYDATE, then CARDDATA.
+void clearCardData(txn* t);
+
 #endif  // ZELVAN_CARDDATA_H_

@@ -4,13 +4,13 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <mutex>
 #include <string>
 
 #include "BObject.h"
-#include "txn.h"
 
 int tranId = 1234;
 int isDebugOn = 0;
@@ -74,6 +74,42 @@ int logDebugMessage(void* handle, const char* text) {
 }
 
 void setTranId(int id) { __atomic_store_n(&tranId, id, __ATOMIC_RELAXED); }
+
+int getTranId() { return rand(); }
+
+void closeLogFile(txn* t) {
+  if (t->debugLog == nullptr) return;
+  fclose(t->debugLog);
+  t->debugLog = nullptr;
+}
+
+void openLogFile(txn* t, const char* path) {
+  FILE* file = path != nullptr ? fopen(path, "a+") : nullptr;
+  closeLogFile(t);
+  t->debugLog = file;
+  if (file == nullptr) {
+    t->debugToStdOut = 1;
+    // Compatibility: the text carries its own line end, so the line ends
+    // twice; applications that scan the log match it as it stands.
+    logDebugMessage(t, "Unable to create debugLog file . Writing to stdOut instead.\r\n");
+    return;
+  }
+  setTranId(getTranId());
+  t->debugToStdOut = 0;
+  logDebugMessage(t, "----------------------------------");
+  logDebugMessage(t, "Writing to Logfile.");
+  logDebugPrintf(t, "Setting default Log Location to [%s]", path);
+  // A path too long for the transaction-less log's name buffer leaves that
+  // log where it was rather than splitting it off to a cut-off path; this
+  // transaction's own log is the file just opened either way.
+  if (!setDefaultLog(path, t->debugOn, t->debugToStdOut)) {
+    logDebugPrintf(t, "Default Log Location unchanged: the path is longer than %zu characters.",
+                   sizeof theDebugFileName - 1);
+    return;
+  }
+  logDebugPrintf(t, "Default Log Location is [%s]", path);
+  logDebugPrintf(t, "isDebugOn=[%d]; isDebugToStdOut=[%d];", t->debugOn, t->debugToStdOut);
+}
 
 bool setDefaultLog(const char* path, int debugOn, int debugToStdOut) {
   size_t n = strlen(path);

@@ -1,7 +1,10 @@
 #ifndef ZELVAN_DEBUGLOG_H_
 #define ZELVAN_DEBUGLOG_H_
 
-// The client's debug log. Lines read
+#include "txn.h"
+
+// The client's debug log, and the opening and closing of a transaction's
+// log file. Lines read
 // "YYYY-MM-DD hh:mm:ss_mmm\t[tranId as 8 digits]\ttext\r\n".
 
 // Number printed in every log line; replaced by a random number each time a
@@ -17,6 +20,20 @@ extern char theDebugFileName[128];
 
 // Sets tranId; safe while other threads write log lines.
 void setTranId(int id);
+
+// A new pseudo-random transaction number for the log (rand()).
+int getTranId();
+
+// Sends the transaction's log to the file at path, appending, and makes
+// that file the transaction-less log's too. A file that was already open
+// is closed first: a transaction has one log file at a time. When path
+// cannot be opened the log goes to standard output instead, which the log
+// says.
+void openLogFile(txn* t, const char* path);
+
+// Closes the transaction's log file, if any, and forgets the stream, so
+// that no later call closes it a second time.
+void closeLogFile(txn* t);
 
 // Makes path the transaction-less log's file and copies the debug settings
 // of the transaction that opened it, all in one step under the log's lock.

@@ -6,8 +6,7 @@
 #include "BHashTable.h"
 #include "BString.h"
 #include "BVector.h"
-#include "bundleFields.h"
-#include "debugLog.h"
+#include "clientFailure.h"
 #include "memTrack.h"
 
 namespace {
@@ -21,10 +20,8 @@ const char kNameEnders[] = "=\r\n";
 
 // Fails the exchange before it connects.
 bool refuse(txn* t, const char* error, const std::string& detail) {
-  logDebugPrintf(t, "\t\tRequest refused before sending: %s", detail.c_str());
-  storeFailure(t, error);
-  t->bundle->put("ERROR_DETAIL", detail.c_str());
-  return false;
+  std::string logLine = "\t\tRequest refused before sending: " + detail;
+  return failTransaction(t, logLine.c_str(), error, detail.c_str());
 }
 
 // The text of a bundle's key or value: "" for a string that never held

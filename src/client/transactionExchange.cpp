@@ -1,6 +1,9 @@
+#include "transactionExchange.h"
+
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -12,21 +15,21 @@
 #include "BSocket.h"
 #include "BString.h"
 #include "bundleFields.h"
-#include "clientSetup.h"
+#include "cardData.h"
+#include "clientFailure.h"
+#include "clientPreparation.h"
 #include "debugLog.h"
-#include "doSSLRead.h"
+#include "gatewayMessage.h"
 #include "memTrack.h"
 #include "preSendChecks.h"
 #include "replyMerge.h"
 #include "requestChecks.h"
+#include "responseReader.h"
 #include "sslConnection.h"
 #include "sslPool.h"
-#include "transaction.h"
-#include "txn.h"
 
 namespace {
 
-const char kEndMarker[] = "\r\nEND\r\n\r\n";
 const int kConnectTimeoutMs = 5000;
 
 // Everything one exchange holds while it runs, handed to the clean-up.
@@ -50,15 +53,20 @@ struct Exchange {
 
   void log(const char* text) { logDebugMessage(t, text); }
 
-  void fail(const char* error) { storeFailure(t, error); }
-
   void cleanUp() { cleanUpAfterDoTransaction(t, ctx, fd, socket); }
 
-  // fail() and clean-up: the end of every local failure after a connection.
-  bool abandon(const char* error) {
-    fail(error);
+  // Clean-up, then returns false: the end of a step that failed after a
+  // server was connected and has recorded why.
+  bool endFailed() {
     cleanUp();
     return false;
+  }
+
+  // The end of every local failure after a server was connected: records
+  // it (see failTransaction()) and cleans up.
+  bool abandon(const char* logLine, const char* error, const char* detail = nullptr) {
+    failTransaction(t, logLine, error, detail);
+    return endFailed();
   }
 
   // abandon() after the first write or read failed. Under TLS 1.3 the
@@ -68,12 +76,10 @@ struct Exchange {
   bool abandonFirstExchange(const char* logLine, const char* error) {
     std::string why;
     if (sslRefusedAfterHandshake(ctx, &why)) {
-      log("\t\tThe gateway refused the SSL connection.");
-      bundle->put("ERROR_DETAIL", why.c_str());
-      return abandon("UNABLE TO CONNECT - COULD NOT NEGOTIATE SSL");
+      return abandon("\t\tThe gateway refused the SSL connection.",
+                     "UNABLE TO CONNECT - COULD NOT NEGOTIATE SSL", why.c_str());
     }
-    log(logLine);
-    return abandon(error);
+    return abandon(logLine, error);
   }
 
   std::string field(const char* name) {
@@ -141,24 +147,33 @@ struct Credentials {
   bool checkHostName;
 };
 
+// What one server of the list came to.
+enum class ServerOutcome {
+  kConnected,      // handshake done: socket, descriptor and context kept
+  kTryNextServer,  // this server failed; its failure is recorded
+  kGiveUp,         // no SSL context could be had: no other server is tried
+};
+
 // Opens a TCP connection to server and takes an SSL context for it.
-// Returns true with socket and context kept and *peer naming the address
-// connected to; false with both released and the failure stored. Sets
-// *fatal when the SSL context could not be had.
-bool openConnection(Exchange& x, const std::string& server, int port, const Credentials& c,
-                    std::string* peer, bool* fatal) {
+// kConnected keeps socket and context, with *peer naming the address
+// connected to; otherwise both are released and the failure recorded.
+ServerOutcome openConnection(Exchange& x, const std::string& server, int port,
+                             const Credentials& c, std::string* peer) {
   x.socket = trackNew(new BSocket(), "transaction socket");
-  // The time-out is set twice on purpose, as the engine always has.
+  // Compatibility: the time-out is set twice in a row, the second call
+  // repeating the first, so that the socket calls of an exchange stay the
+  // ones its documented sequence lists; the repeat changes nothing else.
   x.socket->setSoTimeOut(kConnectTimeoutMs, 1);
   x.socket->setSoTimeOut(kConnectTimeoutMs, 1);
   if (!x.socket->connect(server.c_str(), port, kConnectTimeoutMs)) {
     const char* detail = x.socket->getError();
-    x.bundle->put("ERROR", "UNABLE TO CONNECT - COULD NOT OPEN SOCKET");
-    x.bundle->put("ERROR_DETAIL", detail);
     logDebugPrintf(x.t, "\t\t\tUnable to connect to server: [%s]:[%d]; Error Message = [%s]",
                    server.c_str(), port, detail);
+    // RESULT "-1" is stored with it: whatever follows either removes the
+    // three fields (a later server connects) or fails with RESULT "-1".
+    failTransaction(x.t, nullptr, "UNABLE TO CONNECT - COULD NOT OPEN SOCKET", detail);
     x.releaseSocket();
-    return false;
+    return ServerOutcome::kTryNextServer;
   }
 
   BString* remote = x.socket->getRemoteAddress();
@@ -175,25 +190,21 @@ bool openConnection(Exchange& x, const std::string& server, int port, const Cred
   x.log("\t\tGot ssl context");
   if (x.ctx == nullptr || x.ctx->getSSLObject() == nullptr) {
     std::string detail = x.ctx == nullptr ? "Unable to obtain an ssl context object." : x.ctx->getError();
-    x.fail("UNABLE TO INITIALISE SSL.");
-    x.bundle->put("ERROR_DETAIL", detail.c_str());
     logDebugPrintf(x.t, "\t\t\tError during SSL initialisation: [%s];", detail.c_str());
-    // The card data stay as they are on this path (no clean-up runs), but
-    // the socket is closed and a context that failed to load goes back to
-    // the pool, where the next transaction with the same credentials
-    // retries the load.
+    failTransaction(x.t, nullptr, "UNABLE TO INITIALISE SSL.", detail.c_str());
+    // Compatibility: the card data stay as they are on this path (no
+    // clean-up runs), so an application can run the same request again
+    // once the certificate is mended. The socket is closed and a context
+    // that failed to load goes back to the pool, where the next
+    // transaction with the same credentials retries the load.
     x.releaseContext();
     x.releaseSocket();
-    *fatal = true;
-    return false;
+    return ServerOutcome::kGiveUp;
   }
-  return true;
+  return ServerOutcome::kConnected;
 }
 
-// One pass of the server loop. Returns true with socket, descriptor and
-// context kept when the server accepted the connection and the handshake;
-// false when the next server is to be tried. Sets *fatal when the SSL
-// context could not be had: no other server is tried then.
+// One pass of the server loop.
 //
 // The stored session is only a way to save a full handshake, never a
 // reason to fail a payment: it may be one the gateway no longer accepts
@@ -201,7 +212,7 @@ bool openConnection(Exchange& x, const std::string& server, int port, const Cred
 // writing at once. When a handshake that offered it fails for any reason
 // but the time-out, the same server is tried once more at once, on a new
 // connection, with a full handshake. A stalled server is not tried again.
-bool tryServer(Exchange& x, int index, int port, const Credentials& c, bool* fatal) {
+ServerOutcome tryServer(Exchange& x, int index, int port, const Credentials& c) {
   char name[32];
   snprintf(name, sizeof name, "SERVER%i", index);
   std::string server = x.field(name);
@@ -210,7 +221,8 @@ bool tryServer(Exchange& x, int index, int port, const Credentials& c, bool* fat
 
   for (bool offerSession = true;; offerSession = false) {
     std::string peer;
-    if (!openConnection(x, server, port, c, &peer, fatal)) return false;
+    ServerOutcome opened = openConnection(x, server, port, c, &peer);
+    if (opened != ServerOutcome::kConnected) return opened;
     x.fd = x.socket->getSocket();
     sendWithoutDelay(x.fd);
     sslSetPeer(x.ctx, server.c_str(), c.checkHostName);
@@ -223,7 +235,7 @@ bool tryServer(Exchange& x, int index, int port, const Credentials& c, bool* fat
       x.bundle->remove("ERROR");
       x.bundle->remove("ERROR_DETAIL");
       x.bundle->remove("RESULT");
-      return true;
+      return ServerOutcome::kConnected;
     }
     x.releaseSocket();
     x.releaseContext();
@@ -233,10 +245,19 @@ bool tryServer(Exchange& x, int index, int port, const Credentials& c, bool* fat
       continue;
     }
     logDebugPrintf(x.t, "\t\t\tCould not negotiate SSL: [%s]:[%d];", peer.c_str(), port);
-    x.fail("UNABLE TO CONNECT - COULD NOT NEGOTIATE SSL");
-    x.bundle->put("ERROR_DETAIL", why.c_str());
-    return false;
+    failTransaction(x.t, nullptr, "UNABLE TO CONNECT - COULD NOT NEGOTIATE SSL", why.c_str());
+    return ServerOutcome::kTryNextServer;
   }
+}
+
+// Runs the server loop: tries the servers of the list in order until one
+// is connected. Returns kTryNextServer when every server failed.
+ServerOutcome connectToFirstServer(Exchange& x, int serverCount, int port, const Credentials& c) {
+  ServerOutcome outcome = ServerOutcome::kTryNextServer;
+  for (int i = 0; i < serverCount && outcome == ServerOutcome::kTryNextServer; i++) {
+    outcome = tryServer(x, i, port, c);
+  }
+  return outcome;
 }
 
 }  // namespace
@@ -259,32 +280,28 @@ bool DoTransaction(void* handle) {
   int64_t initTime = x.lap();
 
   x.log("\t\tOpening Socket...");
-  bool connected = false;
-  bool fatal = false;
-  for (int i = 0; i < serverCount && !connected && !fatal; i++) {
-    connected = tryServer(x, i, port, credentials, &fatal);
-  }
-  if (fatal) return false;
-  if (!connected) {
-    x.log("\t\tUnable to connect after trying all servers.");
-    x.bundle->put("RESULT", "-1");
-    x.cleanUp();
-    return false;
+  switch (connectToFirstServer(x, serverCount, port, credentials)) {
+    case ServerOutcome::kGiveUp:
+      return false;
+    case ServerOutcome::kTryNextServer:
+      // ERROR, ERROR_DETAIL and RESULT "-1" are the last server's.
+      x.log("\t\tUnable to connect after trying all servers.");
+      return x.endFailed();
+    case ServerOutcome::kConnected:
+      break;
   }
   int64_t socketTime = x.lap();
 
   if (!validCertificate(x.t, x.ctx)) {
     x.log("\t\tFailed Cert Check.");
-    x.cleanUp();
-    return false;
+    return x.endFailed();
   }
   int64_t certTime = x.lap();
 
   x.log("\t\tPreparing Message...");
   if (!essentialParametersExist(x.t)) {
     x.log("\t\tFailed Essential Param Check.");
-    x.cleanUp();
-    return false;
+    return x.endFailed();
   }
   if (!x.send()) return x.abandonFirstExchange("\t\t Unable to write to Server", "UNABLE TO WRITE TO SERVER");
 
@@ -296,24 +313,26 @@ bool DoTransaction(void* handle) {
   x.log("\t\tRead result.");
   int64_t wireTime = x.lap();
 
+  // Compatibility: a first reply carrying the gateway's ERROR ends the
+  // exchange as run to its end (true), without TIMINGS: applications read
+  // the gateway's refusal from ERROR and RESULT, and execute() must not
+  // ask for the status of a payment the gateway refused.
   if (hasField(x.t, "ERROR")) {
     x.cleanUp();
     return true;
   }
   if (!hasField(x.t, "TXNREFERENCE")) {
-    x.log("\t\t INVALID SERVER RESPONSE");
-    return x.abandon("INVALID SERVER RESPONSE");
+    return x.abandon("\t\t INVALID SERVER RESPONSE", "INVALID SERVER RESPONSE");
   }
   x.log("\t\t Transaction Initialised.");
   logDebugPrintf(x.t, "\t\t\t Using TxnReference: [%s]", x.field("TXNREFERENCE").c_str());
 
   if (!statusCheck) {
     x.log("\t\tReplying to Server Response...");
-    if (!x.send()) return x.abandon("UNABLE TO REPLY TO SERVER");
+    if (!x.send()) return x.abandon(nullptr, "UNABLE TO REPLY TO SERVER");
     x.log("\t\tReading Final Response...");
     if (!x.receive()) {
-      x.log("\t\tUnable To Read Final Response");
-      return x.abandon("COULD NOT READ CONFIRMATION FROM SERVER");
+      return x.abandon("\t\tUnable To Read Final Response", "COULD NOT READ CONFIRMATION FROM SERVER");
     }
     x.log("\t\tResult successfully read.");
   } else {
@@ -324,6 +343,8 @@ bool DoTransaction(void* handle) {
   int64_t cleanupTime = x.lap();
 
   char text[256];
+  // Compatibility: "more wire(%lu)" has no blanks inside, unlike the other
+  // five; applications that parse TIMINGS expect it so.
   snprintf(text, sizeof text,
            "init( %lu ) socket( %lu ) cert( %lu ) wire( %lu ) more wire(%lu) cleanup( %lu )",
            static_cast<unsigned long>(initTime), static_cast<unsigned long>(socketTime),
@@ -335,3 +356,33 @@ bool DoTransaction(void* handle) {
   x.bundle->put("NUM_SSL_OBJECTS", static_cast<const char*>(text));
   return true;
 }
+
+void cleanUpAfterDoTransaction(txn* t, BSSLContext* ctx, int fd, BSocket* socket) {
+  if (ctx != nullptr) {
+    if (t != nullptr) logDebugMessage(t, "\t\tClosing Context...");
+    ctx->ShutdownSSL();
+  }
+  if (fd != -1) {
+    if (t != nullptr) logDebugMessage(t, "\t\tClosing Socket...");
+    // Closed through the socket object when it owns the descriptor, so that
+    // its destructor does not close the same number again (by then it may
+    // belong to another connection of the process).
+    if (socket != nullptr && socket->getSocket() == fd) {
+      socket->close();
+    } else {
+      closeTheSocket(fd);
+    }
+  }
+  trackDelete(socket);
+  // Handed back last, with its socket closed, so that the next holder
+  // finds nothing of this connection left in it.
+  release_ssl(ctx);
+  if (t != nullptr) clearCardData(t);
+}
+
+void cleanUpAfterDoTransaction(txn* t, BSSLContext* ctx, int fd, BSocket* socket, BString* response) {
+  trackDelete(response);
+  cleanUpAfterDoTransaction(t, ctx, fd, socket);
+}
+
+int closeTheSocket(int fd) { return close(fd); }

@@ -4,7 +4,7 @@
 #include "BPlatform.h"
 #include "bundleFields.h"
 #include "debugLog.h"
-#include "transaction.h"
+#include "transactionExchange.h"
 #include "txn.h"
 #include "zelvanclient.h"
 

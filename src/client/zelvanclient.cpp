@@ -1,16 +1,13 @@
 #include "zelvanclient.h"
 
-#include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <ctime>
 #include <mutex>
 
 #include "BHashTable.h"
 #include "BMemoryTable.h"
-#include "BString.h"
 #include "bundleFields.h"
-#include "clientSetup.h"
+#include "clientPreparation.h"
 #include "debugLog.h"
 #include "memTrack.h"
 #include "sslPool.h"
@@ -19,13 +16,6 @@
 bool m_client_inited = false;
 
 namespace {
-
-// The pool's table exists from load until free_client(). init_client()
-// makes it again when it is missing, so that the library can be
-// initialised anew after free_client().
-void createPoolTable() {
-  if (m_ssl_contexts == nullptr) m_ssl_contexts = trackNew(new BHashTable(), "ssl context pool");
-}
 
 // Makes init_client() and free_client() one step each when threads call
 // them at once (a first transaction of several threads initialises the
@@ -42,68 +32,13 @@ void fini() {
 // loaded; releases both when it is unloaded.
 struct LibraryLifetime {
   LibraryLifetime() {
-    createPoolTable();
+    create_ssl_pool();
     init();
   }
   ~LibraryLifetime() { fini(); }
 };
 
 LibraryLifetime gLibraryLifetime;
-
-BHashTable* newBundleTable() { return trackNew(new BHashTable(), "transaction bundle"); }
-
-// Closes the transaction's log file, if any, and forgets the stream, so
-// that a later close (another DEBUG or LOGFILE, or cleanup()) never closes
-// it a second time.
-void closeLog(txn* t) {
-  if (t->debugLog == nullptr) return;
-  fclose(t->debugLog);
-  t->debugLog = nullptr;
-}
-
-// Sends the transaction's log to the file at path, appending. A file that
-// was already open is closed rather than left open: the transaction has
-// one log file at a time.
-void openLog(txn* t, const char* path) {
-  FILE* file = path != nullptr ? fopen(path, "a+") : nullptr;
-  closeLog(t);
-  t->debugLog = file;
-  if (file == nullptr) {
-    t->debugToStdOut = 1;
-    logDebugMessage(t, "Unable to create debugLog file . Writing to stdOut instead.\r\n");
-    return;
-  }
-  setTranId(getTranId());
-  t->debugToStdOut = 0;
-  logDebugMessage(t, "----------------------------------");
-  logDebugMessage(t, "Writing to Logfile.");
-  logDebugPrintf(t, "Setting default Log Location to [%s]", path);
-  // A path too long for the transaction-less log's name buffer leaves that
-  // log where it was rather than splitting it off to a cut-off path; this
-  // transaction's own log is the file just opened either way.
-  if (!setDefaultLog(path, t->debugOn, t->debugToStdOut)) {
-    logDebugPrintf(t, "Default Log Location unchanged: the path is longer than %zu characters.",
-                   sizeof theDebugFileName - 1);
-    return;
-  }
-  logDebugPrintf(t, "Default Log Location is [%s]", path);
-  logDebugPrintf(t, "isDebugOn=[%d]; isDebugToStdOut=[%d];", t->debugOn, t->debugToStdOut);
-}
-
-// The whole bundle as text in a malloc() array, so that applications in
-// any language can release it with free().
-char* wholeBundleText(txn* t) {
-  BString* text = t->bundle->toString();
-  if (text == nullptr) return nullptr;
-  int n = text->length();
-  char* copy = static_cast<char*>(malloc(static_cast<size_t>(n) + 1));
-  if (copy != nullptr) {
-    if (n > 0) memcpy(copy, text->buffer(), static_cast<size_t>(n));
-    copy[n] = '\0';
-  }
-  trackDelete(text);
-  return copy;
-}
 
 const char* orEmpty(const char* s) { return s != nullptr ? s : ""; }
 
@@ -112,7 +47,9 @@ const char* orEmpty(const char* s) { return s != nullptr ? s : ""; }
 int init_client(void) {
   std::lock_guard<std::mutex> guard(gClientGuard);
   if (!clientInited()) {
-    createPoolTable();
+    // The pool exists from load until free_client(); it is made again here
+    // so that the library can be initialised anew after free_client().
+    create_ssl_pool();
     srand(static_cast<unsigned>(time(nullptr)));
     __atomic_store_n(&m_client_inited, true, __ATOMIC_RELEASE);
   }
@@ -124,9 +61,7 @@ int init_client(void) {
 int free_client(void) {
   std::lock_guard<std::mutex> guard(gClientGuard);
   if (!clientInited()) return 1;
-  // The table owns every key, list and SSL context it holds.
-  trackDelete(m_ssl_contexts);
-  m_ssl_contexts = nullptr;
+  destroy_ssl_pool();
   BMemoryTable::free();
   __atomic_store_n(&m_client_inited, false, __ATOMIC_RELEASE);
   return 1;
@@ -156,16 +91,20 @@ int put(txn* t, const char* name, const char* value) {
       t->debugOn = 1;
     } else {
       t->debugOn = 0;
-      closeLog(t);
+      closeLogFile(t);
     }
   } else if (sameTextNoCase(name, "LOGFILE")) {
     if (sameTextNoCase(value, "stdout")) {
       if (t->debugLog != nullptr) {
-        closeLog(t);
+        closeLogFile(t);
         t->debugToStdOut = 1;
       }
     } else if (t->debugOn != 0) {
-      openLog(t, value);
+      // Compatibility: a file is opened only while DEBUG is on, so DEBUG
+      // must be put first; applications written for that order keep
+      // logging exactly where they did, and a LOGFILE put earlier is only
+      // stored.
+      openLogFile(t, value);
     }
   }
   return 1;
@@ -216,7 +155,7 @@ void cleanup(txn* t) {
   if (t->debugLog != nullptr) {
     logDebugMessage(t, "\tdebugLog, closing...");
     logDebugMessage(t, "Cleaning Up Completed.");
-    closeLog(t);
+    closeLogFile(t);
   }
   trackDelete(t);
 }

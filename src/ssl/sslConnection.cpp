@@ -147,6 +147,18 @@ int sslWrite(BSSLContext* ctx, const char* data, int length) {
   return SSL_write(ctx->getSSLObject(), data, length);
 }
 
+int sslRead(BSSLContext* ctx, char* buffer, int size, int* sslError) {
+  SSL* ssl = ctx->getSSLObject();
+  ERR_clear_error();
+  int ret = SSL_read(ssl, buffer, size);
+  if (ret <= 0) *sslError = SSL_get_error(ssl, ret);
+  return ret;
+}
+
+bool sslWaitingForData(int sslError) { return sslError == SSL_ERROR_WANT_READ; }
+
+const char* sslLibraryVersion() { return OpenSSL_version(OPENSSL_VERSION); }
+
 PeerCertificateState checkPeerCertificate(BSSLContext* ctx) {
   X509* certificate = SSL_get1_peer_certificate(ctx->getSSLObject());
   if (certificate == nullptr) return kPeerCertificateMissing;

@@ -53,6 +53,19 @@ bool sslRefusedAfterHandshake(BSSLContext* ctx, std::string* detail);
 // negative on failure.
 int sslWrite(BSSLContext* ctx, const char* data, int length);
 
+// Reads up to size bytes into buffer with a single SSL_read and returns
+// its result: the number of bytes read, or 0 or less when nothing was.
+// In the latter case *sslError holds SSL_get_error's code for this read
+// (only this read's failure counts: the error queue is cleared first).
+int sslRead(BSSLContext* ctx, char* buffer, int size, int* sslError);
+
+// True when sslError, from sslRead(), only says that no data has arrived
+// yet on a non-blocking connection: reading again later may succeed.
+bool sslWaitingForData(int sslError);
+
+// The OpenSSL library's version text, for the bundle and the log.
+const char* sslLibraryVersion();
+
 // What can be read of the peer's certificate after a handshake.
 enum PeerCertificateState {
   kPeerCertificateReadable = 0,

@@ -40,6 +40,16 @@ BSSLContext* takeIdle(BVector* list) {
 
 }  // namespace
 
+void create_ssl_pool() {
+  if (m_ssl_contexts == nullptr) m_ssl_contexts = trackNew(new BHashTable(), "ssl context pool");
+}
+
+void destroy_ssl_pool() {
+  // The table owns every key, list and SSL context it holds.
+  trackDelete(m_ssl_contexts);
+  m_ssl_contexts = nullptr;
+}
+
 int get_ssl_lock() {
   std::unique_lock<std::mutex> guard(gCounterGuard);
   if (!gPoolFree.wait_for(guard, kLockGiveUp, [] { return m_ssl_locks == 0; })) return 0;

@@ -14,6 +14,14 @@ class BHashTable;
 // library is loaded, deleted by free_client().
 extern BHashTable* m_ssl_contexts;
 
+// Creates the pool's empty table unless it exists. Runs when the library
+// is loaded and again when the client is initialised after free_client().
+void create_ssl_pool();
+
+// Deletes the pool's table with every key, list and context in it, and
+// leaves m_ssl_contexts null. Call only when no transaction runs.
+void destroy_ssl_pool();
+
 // 0 while the pool is free, 1 while one caller holds it.
 extern int m_ssl_locks;
 

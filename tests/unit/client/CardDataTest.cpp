@@ -6,6 +6,7 @@
 #include "cardData.h"
 #include "clientTestSupport.h"
 #include "preSendChecks.h"
+#include "transactionExchange.h"
 #include "txn.h"
 
 TEST(MaskPan, KeepsSixAndFourOfThirteenToTwentyCharactersWithoutX) {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "BHashTable.h"
-#include "clientSetup.h"
+#include "clientPreparation.h"
 #include "clientTestSupport.h"
 #include "sslPool.h"
 #include "txn.h"

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "BHashTable.h"
-#include "clientSetup.h"
+#include "clientPreparation.h"
 #include "clientTestSupport.h"
 #include "txn.h"
 

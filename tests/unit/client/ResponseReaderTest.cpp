@@ -16,7 +16,7 @@
 #include "TestCertificates.h"
 #include "TlsTestServer.h"
 #include "debugLog.h"
-#include "doSSLRead.h"
+#include "responseReader.h"
 
 namespace {
 

@@ -1,7 +1,4 @@
-#include "doSSLRead.h"
-
-#include <openssl/err.h>
-#include <openssl/ssl.h>
+#include "responseReader.h"
 
 #include <ctime>
 #include <new>
@@ -10,7 +7,9 @@
 #include "BSocket.h"
 #include "BString.h"
 #include "debugLog.h"
+#include "gatewayMessage.h"
 #include "memTrack.h"
+#include "sslConnection.h"
 
 namespace {
 
@@ -18,10 +17,10 @@ constexpr int kReadBufferSize = 1024;
 constexpr int kMaxAttempts = 5000;
 constexpr int kWaitMs = 5000;
 constexpr int kDefaultTimeoutSeconds = 30;
-constexpr const char* kEndMarker = "\r\nEND\r\n\r\n";
 
 void logBreak(int elapsed, int timeoutSeconds, int sslError, int ret) {
   logDebugMessage("\t\tBreaking out of read loop.");
+  // Compatibility: "is is" belongs to the line; log scanners match it.
   logDebugPrintf("\t\t\twaittime is is [%d], timeout value is [%d], SSL Error Code is [%d], ret is [%d]",
           elapsed, timeoutSeconds, sslError, ret);
 }
@@ -33,8 +32,7 @@ BString* doSSLRead(BSSLContext* ctx, BSocket* socket, int timeoutSeconds) {
   logDebugPrintf("\t\tSSLRead timeout set to [%d] seconds", timeoutSeconds);
 
   // Without a connection there is nothing to read from.
-  SSL* ssl = ctx ? ctx->getSSLObject() : nullptr;
-  if (ssl == nullptr || socket == nullptr) {
+  if (ctx == nullptr || ctx->getSSLObject() == nullptr || socket == nullptr) {
     logDebugMessage("\t\tUnable to read result. Aborting.");
     return nullptr;
   }
@@ -53,17 +51,20 @@ BString* doSSLRead(BSSLContext* ctx, BSocket* socket, int timeoutSeconds) {
   time_t start = time(nullptr);
   int attempts = 0;
   int ret = 0;
+  int sslError = 0;
   bool found = false;
   while (attempts < kMaxAttempts) {
     attempts++;
     logDebugPrintf("\t\t\t [%d] Attempt to read response from ZTS.", attempts);
-    // Only this read's failure may decide what SSL_get_error reports.
-    ERR_clear_error();
-    ret = SSL_read(ssl, buffer, kReadBufferSize);
+    ret = sslRead(ctx, buffer, kReadBufferSize, &sslError);
     int elapsed = static_cast<int>(time(nullptr) - start);
 
     if (ret > 0) {
       result->append(buffer, ret);
+      // Compatibility: a marker at position 0 does not end the message. A
+      // reply of nothing but the marker is read until the time-out and
+      // ends as "UNABLE TO READ SERVER RESPONSE", the outcome applications
+      // handle for an empty answer.
       if (result->lastIndexOf(kEndMarker) > 0) {
         logDebugMessage("\t\t\tFound end of message.");
         logDebugPrintf("\t\t\tMessage received in [%d] seconds", elapsed);
@@ -74,8 +75,7 @@ BString* doSSLRead(BSSLContext* ctx, BSocket* socket, int timeoutSeconds) {
       continue;
     }
 
-    int sslError = SSL_get_error(ssl, ret);
-    if (sslError != SSL_ERROR_WANT_READ || elapsed >= timeoutSeconds) {
+    if (!sslWaitingForData(sslError) || elapsed >= timeoutSeconds) {
       logBreak(elapsed, timeoutSeconds, sslError, ret);
       break;
     }
@@ -99,7 +99,7 @@ BString* doSSLRead(BSSLContext* ctx, BSocket* socket, int timeoutSeconds) {
   if (attempts >= kMaxAttempts) logDebugMessage("\t\tOut of read loops...");
   if (ret < 1) {
     logDebugMessage("\t\tSSL Error");
-    logDebugPrintf("\t\t\tsslError found [%d]", SSL_get_error(ssl, ret));
+    logDebugPrintf("\t\t\tsslError found [%d]", sslError);
   } else {
     logDebugMessage("\t\tMessage read without ssl error");
   }

@@ -1,28 +1,22 @@
-#include "clientSetup.h"
+#include "clientPreparation.h"
 
-#include <openssl/crypto.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 
 #include "BHashTable.h"
 #include "bundleFields.h"
+#include "clientFailure.h"
 #include "debugLog.h"
+#include "sslConnection.h"
 #include "zelvanclient.h"
 
 namespace {
 
 const char kClientType[] = "ZelvanClient (ANSI)";
+// The protocol version the gateway reads, not the package's version.
 const char kClientVersion[] = "1.17";
-
-// Fails the preparation: logs why, then records the failure in the bundle.
-bool refuse(txn* t, const char* logLine, const char* error) {
-  logDebugMessage(t, logLine);
-  storeFailure(t, error);
-  return false;
-}
 
 }  // namespace
 
@@ -30,9 +24,8 @@ bool initialiseClient(txn* t) {
   if (!clientInited()) {
     logDebugMessage(t, "\t\tiniting the client libraries...");
     if (init_client() == 0) {
-      storeFailure(t, "UNABLE TO INITIALISE ZELVAN CLIENT");
-      logDebugMessage(t, "Zelvan client initialisation failed.");
-      return false;
+      return failTransaction(t, "Zelvan client initialisation failed.",
+                             "UNABLE TO INITIALISE ZELVAN CLIENT");
     }
     logDebugMessage(t, "\t\tclient libraries successfully inited...");
   } else {
@@ -41,30 +34,32 @@ bool initialiseClient(txn* t) {
 
   logDebugMessage(t, "\t\tChecking Certificate Path...");
   if (!CheckCert(t)) {
-    return refuse(t, "\t\tCertificate Path Not Set, Exiting...",
-                  "COULD NOT OPEN CERTIFICATE - INVALID PATH SET");
+    return failTransaction(t, "\t\tCertificate Path Not Set, Exiting...",
+                           "COULD NOT OPEN CERTIFICATE - INVALID PATH SET");
   }
 
-  // Only the field's presence is checked here; its value is converted when
-  // the connection is made.
+  // Only the field's presence is checked here; its value is checked when
+  // the exchange reads the settings.
   logDebugMessage(t, "\t\tChecking Server Port has been set...");
   if (!hasField(t, "SERVERPORT")) {
-    return refuse(t, "\t\tServer Port Not Set, Exiting...", "UNABLE TO CONNECT - NO PORT SET");
+    return failTransaction(t, "\t\tServer Port Not Set, Exiting...", "UNABLE TO CONNECT - NO PORT SET");
   }
 
   // A missing SERVERCOUNT reads as 0 servers.
   logDebugMessage(t, "\t\tChecking Server Address has been set...");
   const char* count = t->bundle->get("SERVERCOUNT");
   if (count == nullptr || atoi(count) <= 0) {
-    return refuse(t, "\t\tServer List Not Set, Exiting...", "UNABLE TO CONNECT - NO SERVER SET");
+    return failTransaction(t, "\t\tServer List Not Set, Exiting...", "UNABLE TO CONNECT - NO SERVER SET");
   }
 
-  // An application that names its own client type gets no version added.
+  // Compatibility: the version belongs to this client's own type. An
+  // application that names its own type gets no version added, and the
+  // gateway sees exactly the type fields the application chose.
   if (!hasField(t, "ZELVANCLIENTTYPE")) {
     t->bundle->put("ZELVANCLIENTTYPE", kClientType);
     t->bundle->put("ZELVANCLIENTVERSION", kClientVersion);
   }
-  t->bundle->put("_OPENSSL_VERSION", OpenSSL_version(OPENSSL_VERSION));
+  t->bundle->put("_OPENSSL_VERSION", sslLibraryVersion());
   return true;
 }
 
@@ -79,9 +74,3 @@ bool CheckCert(txn* t) {
   logDebugMessage(t, usable ? "\t\t\tCertificate Path OK..." : "\t\t\tCertificate Path Invalid...");
   return usable;
 }
-
-int getTranId() { return rand(); }
-
-int printErrorLabel(int code) { return printf("Error code: [%d]\n", code); }
-
-int closeTheSocket(int fd) { return close(fd); }

@@ -1,10 +1,10 @@
-#ifndef ZELVAN_CLIENTSETUP_H_
-#define ZELVAN_CLIENTSETUP_H_
+#ifndef ZELVAN_CLIENTPREPARATION_H_
+#define ZELVAN_CLIENTPREPARATION_H_
 
 #include "txn.h"
 
-// The client's process state and the preparation that every exchange with
-// the gateway begins with.
+// The client's initialised state and the preparation that every exchange
+// with the gateway begins with.
 
 // Set by init_client(), cleared by free_client(). Read it through
 // clientInited(): threads share it.
@@ -24,14 +24,4 @@ bool initialiseClient(txn* t);
 // reading. Logs the outcome; stores nothing in the bundle.
 bool CheckCert(txn* t);
 
-// A new pseudo-random transaction number for the log (rand()).
-int getTranId();
-
-// Prints "Error code: [code]" and a newline to standard output. Returns
-// printf()'s result.
-int printErrorLabel(int code);
-
-// Closes a socket descriptor. Returns close()'s result.
-int closeTheSocket(int fd);
-
-#endif  // ZELVAN_CLIENTSETUP_H_
+#endif  // ZELVAN_CLIENTPREPARATION_H_

@@ -1,15 +1,15 @@
-#ifndef ZELVAN_DOSSLREAD_H_
-#define ZELVAN_DOSSLREAD_H_
+#ifndef ZELVAN_RESPONSEREADER_H_
+#define ZELVAN_RESPONSEREADER_H_
 
 class BSSLContext;
 class BSocket;
 class BString;
 
-// Reads one gateway message from the established SSL connection of ctx,
-// whose descriptor belongs to socket (in non-blocking mode), up to and
-// including the end marker "\r\nEND\r\n\r\n". Bytes that arrive after the
-// marker in the same read are kept. A marker at the very start of the
-// message does not count as its end.
+// The response reader: reads one gateway message from the established SSL
+// connection of ctx, whose descriptor belongs to socket (in non-blocking
+// mode), up to and including the end marker (kEndMarker). Bytes that
+// arrive after the marker in the same read are kept. A marker at the very
+// start of the message does not count as its end.
 //
 // Gives up, returning null, when the connection fails or is closed by the
 // peer, after timeoutSeconds (measured in whole seconds, between reads and
@@ -21,4 +21,4 @@ BString* doSSLRead(BSSLContext* ctx, BSocket* socket, int timeoutSeconds);
 // The same with a 30-second time-out.
 BString* doSSLRead(BSSLContext* ctx, BSocket* socket);
 
-#endif  // ZELVAN_DOSSLREAD_H_
+#endif  // ZELVAN_RESPONSEREADER_H_
