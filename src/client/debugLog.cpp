@@ -15,6 +15,9 @@
 int tranId = 1234;
 int isDebugOn = 0;
 int isDebugToStdOut = 0;
+// Compatibility: the transaction-less log's documented default name, which
+// applications look for; on Linux it is a file named with a backslash in
+// the working directory.
 char theDebugFileName[128] = ".\\ZelvanDebugLog.log";
 
 namespace {

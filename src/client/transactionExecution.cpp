@@ -27,6 +27,8 @@ bool isPurchaseOrRefund(txn* t) {
 }
 
 void logSummary(txn* t, bool succeeded) {
+  // Compatibility: the failure text carries its own line end, so that line
+  // ends twice; log scanners match both texts as they stand.
   logDebugMessage(t, succeeded ? "Transaction Succeeded" : "Transaction Failed\r\n");
   logDebugPrintf(t, "\tTransaction Reference\t : [%s]", fieldOrPlaceholder(t, "TXNREFERENCE"));
   logDebugPrintf(t, "\tResult\t\t\t\t\t : [%s]", fieldOrPlaceholder(t, "RESULT"));
@@ -47,6 +49,9 @@ bool run(txn* t) {
   if (!result && isPurchaseOrRefund(t)) {
     for (int pass = 0; pass < kStatusChecks && !result; pass++) {
       if (!hasField(t, "TXNREFERENCE")) continue;
+      // Compatibility: TRANSACTIONTYPE stays "STATUS" afterwards; the
+      // application sees from it that the answer came from a status check,
+      // and sets the type again before reusing the handle.
       t->bundle->put("TRANSACTIONTYPE", "STATUS");
       logDebugMessage(t, "\tChecking Transaction Status...");
       result = DoTransaction(t);
@@ -73,6 +78,8 @@ int execute(txn* t) {
   try {
     return run(t) ? 1 : 0;
   } catch (...) {
+    // Compatibility: ERROR only, with RESULT as the exchange left it and no
+    // clean-up; applications that read RESULT see the last gateway answer.
     t->bundle->put("ERROR", "Unknown exception during transaction execution.");
     return 0;
   }

@@ -110,8 +110,8 @@ int put(txn* t, const char* name, const char* value) {
   return 1;
 }
 
-// get() writes nothing to the log, even with DEBUG on: applications read
-// fields freely, and the values may be card data.
+// Compatibility: get() writes nothing to the log, even with DEBUG on:
+// applications read fields freely, and the values may be card data.
 char* get(txn* t, const char* name) {
   if (t == nullptr) return nullptr;
   if (sameTextNoCase(name, "THEWORKS")) return wholeBundleText(t);

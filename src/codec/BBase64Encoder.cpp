@@ -42,6 +42,9 @@ BByteArray* BBase64Encoder::decode(const char* text, long n) {
   long count = countEncodingCharsLong(text, n, kBase64Mapping, kLastAlphabetValue);
   long size = count / 4;
   switch (count % 4) {
+    // Compatibility: a lone trailing character is reported and dropped, and
+    // the size rule stands as it is; applications size their buffers by
+    // the documented result.
     case 1:
       if (gVerbose) puts("BASE 64 Decoding Error: trailing character!?\r");
       break;

@@ -88,6 +88,9 @@ BString* BURLCodec::decode(BString* s) {
   // of a maximal string cannot overflow.
   int64_t i = 0;
   while (i < length) {
+    // Compatibility: "+" decodes to a space although encode() leaves "+"
+    // alone, so "a+b" does not survive a round trip; form data that
+    // applications decode come with "+" for spaces.
     if (text[i] == '+') {
       bytes += ' ';
       i += 1;

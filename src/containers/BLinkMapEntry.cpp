@@ -29,8 +29,11 @@ BLinkMapEntry::~BLinkMapEntry() {
     trackDelete(value);
   }
   if (m_ownKey && m_key != nullptr) {
-    // The trace texts of the key and value lines are not released: these
-    // lines are a debugging aid and keep their historical behaviour.
+    // Compatibility: the texts made for the key and value lines are not
+    // released, so a verbose deletion counts one tracker create and no
+    // destroy for each, the counts kNumCreates/kNumDestroys are documented
+    // to show. Only entries with their verbose flag set (a debugging aid)
+    // leak them; the misspelt "fo type" belongs to the line.
     if (m_verbose) {
       printf("   freeing key object: %s fo type %s\n", printable(m_key->toString()),
              m_key->classType());

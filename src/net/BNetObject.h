@@ -8,9 +8,10 @@
 // it into a fixed message on request. Network objects never throw: they
 // return false, null or -1 and leave the code here. Not thread-safe.
 //
-// Codes 1 to 15 belong to sockets, 100 to 104 to the SSL context. Some codes
-// are never set by the library; their texts are kept so that the numbering
-// stays whole.
+// Codes 1 to 15 belong to sockets, 100 to 104 to the SSL context.
+// Compatibility: some codes are never set by the library; their texts stay,
+// and the gap between 15 and 100 too, because applications store and
+// compare the numbers.
 class BNetObject : public BObject {
  public:
   // No error (code 0).

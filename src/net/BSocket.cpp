@@ -166,8 +166,10 @@ bool BSocket::waitforConnect(int timeoutMs) {
 bool BSocket::waitforData(int timeoutMs) { return waitFor(POLLIN, timeoutMs); }
 
 bool BSocket::waitFor(short events, int timeoutMs) {
-  // Only descriptor 0 is refused here; a closed socket (-1) is polled like
-  // any other and times out, as poll ignores negative descriptors.
+  // Compatibility: only descriptor 0 is refused here, with error 7; a
+  // closed socket (-1) is polled like any other and times out (error 8),
+  // as poll ignores negative descriptors. Applications tell the two
+  // outcomes apart by those codes.
   if (socket == 0) {
     setError(7);
     return false;

