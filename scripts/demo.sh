@@ -32,7 +32,8 @@ trap finish EXIT
 
 PORT=""
 for _ in $(seq 100); do
-  PORT=$(sed -n 's/^LISTENING \([0-9]*\)$/\1/p' "$DEMO/sim-output.txt")
+  # The simulator's shell may not have created its output file yet.
+  PORT=$(sed -n 's/^LISTENING \([0-9]*\)$/\1/p' "$DEMO/sim-output.txt" 2>/dev/null || true)
   [ -n "$PORT" ] && break
   sleep 0.1
 done
