@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "gatewayMessage.h"
 #include "zelvanclient.h"
 
 const char* const kPurchaseFields[][2] = {
@@ -47,5 +48,5 @@ std::string purchaseMessage(long sequence) {
   for (int i = 0; i < kPurchaseFieldCount; ++i) {
     text += std::string(kPurchaseFields[i][0]) + "=" + kPurchaseFields[i][1] + "\r\n";
   }
-  return text + "\r\nEND\r\n\r\n";
+  return text + kEndMarker;
 }

@@ -6,10 +6,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "gatewayMessage.h"
 
 namespace {
 
-const char kEndMarker[] = "\r\nEND\r\n\r\n";
 const char kReference[] = "TXNREFERENCE=";
 
 // Writes message and reads one reply up to the end marker into *reply.

@@ -11,6 +11,7 @@
 
 #include "BHashTable.h"
 #include "BString.h"
+#include "gatewayMessage.h"
 #include "memTrack.h"
 
 namespace {
@@ -57,7 +58,8 @@ const std::string& replyText() {
   static const std::string text =
       "TXNREFERENCE=ZS3FA2C1000001\r\nRESULT=0\r\nAUTHCODE=A00001\r\nRESPONSECODE=00\r\n"
       "RESPONSETEXT=APPROVED\r\nWIRE_TIME=3\r\nSETTLEMENTDATE=20260127\r\nACQUIRERREF=7712001\r\n"
-      "CARDTYPE=VISA\r\nMERCHANTREF=bench-1\r\n\r\nEND\r\n\r\n";
+      "CARDTYPE=VISA\r\nMERCHANTREF=bench-1\r\n" +
+      std::string(kEndMarker);
   return text;
 }
 

@@ -15,11 +15,9 @@
 #include "ReferenceClient.h"
 #include "STimeProbe.h"
 #include "Samples.h"
+#include "sessionStore.h"
 
 namespace {
-
-// The project identifier of the library's session-store segments.
-const int kSessionStoreProjectId = 82;
 
 const char kUsage[] =
     "usage: zvbench library   --port P --cert FILE [--password W] [--ca FILE] [--count N | --seconds S] [--warmup N]\n"
@@ -119,7 +117,7 @@ int runSTime(const Options& o) {
 }
 
 int removeStore(const Options& o) {
-  key_t key = ftok(o.target.certificate.c_str(), kSessionStoreProjectId);
+  key_t key = ftok(o.target.certificate.c_str(), kSessionProjectId);
   int id = key == -1 ? -1 : shmget(key, 0, 0);
   if (id != -1) shmctl(id, IPC_RMID, nullptr);
   return 0;

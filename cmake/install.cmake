@@ -6,7 +6,7 @@ include(CMakePackageConfigHelpers)
 set(ZV_INSTALL_HEADER_DIR ${CMAKE_INSTALL_INCLUDEDIR}/zelvan)
 set(ZV_INSTALL_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/zelvanclient)
 
-include(${CMAKE_CURRENT_LIST_DIR}/publicHeaders.cmake)
+# ZV_PUBLIC_HEADERS: cmake/publicHeaders.cmake, included by the top-level list.
 install(FILES ${ZV_PUBLIC_HEADERS} DESTINATION ${ZV_INSTALL_HEADER_DIR} COMPONENT development)
 
 # The headers include each other by bare name, so include/zelvan is an

@@ -28,11 +28,10 @@
 #include "CertificateFactory.h"
 #include "responseReader.h"
 #include "fuzzSupport.h"
+#include "gatewayMessage.h"
 #include "sessionStore.h"
 
 namespace {
-
-constexpr char kEndMarker[] = "\r\nEND\r\n\r\n";
 
 BSSLContext* gClient = nullptr;
 SSL_CTX* gServer = nullptr;
@@ -123,7 +122,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       fuzzFailure(message ? "a message without an end marker" : "a complete message not found", data, size);
     if (message) {
       std::string got(message->buffer(), message->length());
-      if (got.size() < marker + std::strlen(kEndMarker) || reply.compare(0, got.size(), got) != 0)
+      if (got.size() < marker + kEndMarkerLength || reply.compare(0, got.size(), got) != 0)
         fuzzFailure("the message is not the reply's beginning", data, size);
     }
   }

@@ -8,6 +8,7 @@ DEMO=$BUILD/demo
 SIM=$BUILD/zelvan-gateway-sim
 TXN=$BUILD/zelvan-txn
 CERTGEN=$BUILD/zelvan-certgen
+SESSION_KEY=$BUILD/zelvan-session-key
 
 rm -rf "$DEMO"
 mkdir -p "$DEMO"
@@ -23,19 +24,16 @@ LOG=$DEMO/zelvan-debug.log
 SIM_PID=$!
 stop_sim() { kill -TERM "$SIM_PID" 2>/dev/null || true; wait "$SIM_PID" 2>/dev/null || true; }
 # Removes the System V segment in which the library kept the TLS session of
-# the demo certificate: its key is ftok(path, 82), from the file's device
-# and inode, and a new demo run makes new certificate files.
-remove_session_store() {
-  local dev ino
-  read -r dev ino < <(stat -L -c '%d %i' "$DEMO/certs/client.p12")
-  ipcrm -M $(( (82 << 24) | ((dev & 0xff) << 16) | (ino & 0xffff) )) 2>/dev/null || true
-}
+# the demo certificate: a new demo run makes new certificate files, so the
+# segment would only be left behind.
+remove_session_store() { "$SESSION_KEY" --remove "$DEMO/certs/client.p12" || true; }
 finish() { stop_sim; remove_session_store; }
 trap finish EXIT
 
 PORT=""
 for _ in $(seq 100); do
-  PORT=$(sed -n 's/^LISTENING \([0-9]*\)$/\1/p' "$DEMO/sim-output.txt")
+  # The simulator's shell may not have created its output file yet.
+  PORT=$(sed -n 's/^LISTENING \([0-9]*\)$/\1/p' "$DEMO/sim-output.txt" 2>/dev/null || true)
   [ -n "$PORT" ] && break
   sleep 0.1
 done

@@ -17,10 +17,9 @@ sims=()
 finish() {
   for pid in "${sims[@]}"; do kill "$pid" 2>/dev/null; done
   for pid in "${sims[@]}"; do wait "$pid" 2>/dev/null; done
-  # The session store segment of the certificate, keyed as the library keys it.
+  # The session store segment of the certificate.
   if [ -f "$work/certs/client.p12" ]; then
-    key=$(python3 -c 'import ctypes,sys; print(ctypes.CDLL(None).ftok(sys.argv[1].encode(), 82))' "$work/certs/client.p12")
-    ipcrm -M "$key" 2>/dev/null
+    "$BUILD/zelvan-session-key" --remove "$work/certs/client.p12"
   fi
   rm -rf "$work"
 }

@@ -1,7 +1,8 @@
-"""zelvan-txn, zelvan-gateway-sim and zelvan-certgen from a script's side.
+"""zelvan-txn, zelvan-gateway-sim, zelvan-certgen and zelvan-session-key
+from a script's side.
 
-Environment: ZV_TXN, ZV_GATEWAY_SIM, ZV_CERTGEN (the programs under test)
-and ZV_VERSION (the package version they must report).
+Environment: ZV_TXN, ZV_GATEWAY_SIM, ZV_CERTGEN, ZV_SESSION_KEY (the
+programs under test) and ZV_VERSION (the package version they must report).
 """
 
 import json
@@ -17,6 +18,7 @@ from gateway_sim import GatewaySim, TestCertificates
 TXN = os.environ["ZV_TXN"]
 SIM = os.environ["ZV_GATEWAY_SIM"]
 CERTGEN = os.environ["ZV_CERTGEN"]
+SESSION_KEY = os.environ["ZV_SESSION_KEY"]
 VERSION = os.environ["ZV_VERSION"]
 CARD = "4111111111111111"
 
@@ -36,7 +38,7 @@ def run(*command, env=None, cwd=None):
 
 class EveryProgramTest(unittest.TestCase):
     def test_help_version_and_bad_options_write_nothing(self):
-        for program in (TXN, SIM, CERTGEN):
+        for program in (TXN, SIM, CERTGEN, SESSION_KEY):
             name = os.path.basename(program)
             with tempfile.TemporaryDirectory() as cwd:
                 for args in (["--help"], ["-h"]):
@@ -154,6 +156,21 @@ class TxnTest(unittest.TestCase):
         missing = self.txn(sim.port, options=["--password-file", "/nonexistent/pw"])
         self.assertEqual(missing.returncode, 64)
         self.assertEqual(self.txn(sim.port, options=["-l", "stdout"]).returncode, 64)
+
+    def test_session_key_names_and_removes_the_store_the_library_made(self):
+        sim = self.simulator()
+        self.assertEqual(self.txn(sim.port, "TRANSACTIONTYPE=PURCHASE", "CARDDATA=" + CARD).returncode, 0)
+        key = run(SESSION_KEY, self.certs.client_p12).stdout
+        self.assertRegex(key, r"^0x[0-9a-f]{8}\n$")
+        segments = lambda: run("ipcs", "-m").stdout.split()  # keys print as 0x%08x
+        self.assertIn(key.strip(), segments())
+        for _ in range(2):  # the second finds nothing to remove
+            done = run(SESSION_KEY, "--remove", self.certs.client_p12)
+            self.assertEqual((done.returncode, done.stdout, done.stderr), (0, "", ""))
+        self.assertNotIn(key.strip(), segments())
+        missing = run(SESSION_KEY, "--remove", "/nonexistent/client.p12")
+        self.assertEqual(missing.returncode, 1)
+        self.assertIn("cannot read /nonexistent/client.p12", missing.stderr)
 
 
 if __name__ == "__main__":

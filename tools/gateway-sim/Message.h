@@ -7,8 +7,9 @@
 #include <vector>
 
 // The gateway's message format: one "NAME=value" line per field, lines
-// ended by CR LF, then the end marker.
-constexpr const char kEndMarker[] = "\r\nEND\r\n\r\n";
+// ended by CR LF, then the end marker, kEndMarker, which the simulator
+// takes from the client library so that both frame messages alike.
+#include "gatewayMessage.h"
 
 // The fields of a received message, by name. A later field of the same
 // name replaces an earlier one, as it does in the client's bundle.

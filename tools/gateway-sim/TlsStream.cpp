@@ -37,7 +37,7 @@ IoStatus TlsStream::accept() {
 }
 
 IoStatus TlsStream::readMessage(std::string* message, size_t maxBytes) {
-  const size_t markerLength = sizeof(kEndMarker) - 1;
+  const size_t markerLength = kEndMarkerLength;
   for (;;) {
     size_t at = m_pending.find(kEndMarker);
     if (at != std::string::npos) {
