@@ -11,13 +11,14 @@
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
 
 #include "TestCertificates.h"
+#include "gatewayMessage.h"
+#include "testText.h"
 
 extern char** environ;
 
@@ -25,14 +26,6 @@ namespace {
 
 constexpr int kStartTimeoutMs = 20000;  // generous: sanitizer builds start slowly
 constexpr int kStopTimeoutMs = 10000;
-constexpr char kEndMarker[] = "\r\nEND\r\n\r\n";
-
-std::string readFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
 
 }  // namespace
 
@@ -170,9 +163,8 @@ bool GatewaySim::waitForStat(const std::string& name, long atLeast) const {
 std::vector<std::string> GatewaySim::recordedMessages() const {
   std::string text = readFile(m_recordPath);
   std::vector<std::string> messages;
-  const size_t markerLength = sizeof(kEndMarker) - 1;
-  for (size_t start = 0, at; (at = text.find(kEndMarker, start)) != std::string::npos; start = at + markerLength) {
-    messages.push_back(text.substr(start, at + markerLength - start));
+  for (size_t start = 0, at; (at = text.find(kEndMarker, start)) != std::string::npos; start = at + kEndMarkerLength) {
+    messages.push_back(text.substr(start, at + kEndMarkerLength - start));
   }
   return messages;
 }
