@@ -27,9 +27,7 @@ namespace {
 constexpr int kStartTimeoutMs = 20000;  // generous: sanitizer builds start slowly
 constexpr int kStopTimeoutMs = 10000;
 
-}  // namespace
-
-std::string GatewaySim::program() {
+std::string program() {
   const char* fromEnvironment = std::getenv("ZV_GATEWAY_SIM");
   if (fromEnvironment && *fromEnvironment) return fromEnvironment;
 #ifdef ZV_GATEWAY_SIM_PATH
@@ -38,6 +36,8 @@ std::string GatewaySim::program() {
   return "zelvan-gateway-sim";
 #endif
 }
+
+}  // namespace
 
 GatewaySim::GatewaySim(const TestCertificates& certs, const std::vector<std::string>& extraArgs,
                        bool requireClientCert)
@@ -128,27 +128,19 @@ int GatewaySim::stop(int signal) {
     m_exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     m_pid = -1;
   }
-  // The simulator has exited, so its output ends: read it to the end.
-  while (m_output >= 0) drainOutput(1000);
-  m_exitOutput = m_buffered;
+  if (m_output >= 0) {
+    close(m_output);
+    m_output = -1;
+  }
   return m_exitCode;
 }
 
-std::map<std::string, long> GatewaySim::stats() const {
-  std::map<std::string, long> counters;
-  std::istringstream lines(readFile(m_statsPath));
-  std::string line;
-  while (std::getline(lines, line)) {
-    size_t equals = line.find('=');
-    if (equals != std::string::npos) counters[line.substr(0, equals)] = std::atol(line.c_str() + equals + 1);
-  }
-  return counters;
-}
-
 long GatewaySim::stat(const std::string& name) const {
-  auto counters = stats();
-  auto found = counters.find(name);
-  return found == counters.end() ? 0 : found->second;
+  std::istringstream lines(readFile(m_statsPath));
+  for (std::string line; std::getline(lines, line);) {
+    if (line.compare(0, name.size() + 1, name + "=") == 0) return std::atol(line.c_str() + name.size() + 1);
+  }
+  return 0;
 }
 
 bool GatewaySim::waitForStat(const std::string& name, long atLeast) const {
