@@ -13,10 +13,9 @@
 #include "TestCertificates.h"
 #include "TlsTestServer.h"
 #include "faultSupport.h"
+#include "gatewayMessage.h"
 
 namespace {
-
-const char kEnd[] = "\r\nEND\r\n\r\n";
 
 // Plays the gateway on one connection: the first request gets a
 // reference, the second (which carries it) an approval.
@@ -27,12 +26,12 @@ void approve(SSL* ssl) {
     int count = SSL_read(ssl, buffer, sizeof buffer);
     if (count <= 0) return;
     data.append(buffer, count);
-    size_t end = data.find(kEnd);
+    size_t end = data.find(kEndMarker);
     if (end == std::string::npos) continue;
-    data.erase(0, end + sizeof kEnd - 1);
+    data.erase(0, end + kEndMarkerLength);
     std::string reply = answered++ == 0 ? "TXNREFERENCE=ZT000001"
                                         : "TXNREFERENCE=ZT000001\r\nRESULT=0\r\nRESPONSECODE=00\r\nRESPONSETEXT=APPROVED";
-    TlsTestServer::send(ssl, reply + kEnd);
+    TlsTestServer::send(ssl, reply + kEndMarker);
   }
 }
 

@@ -3,9 +3,7 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -13,6 +11,7 @@
 #include "MerchantTxn.h"
 #include "SessionStoreGuard.h"
 #include "TestCertificates.h"
+#include "testText.h"
 
 namespace {
 
@@ -20,11 +19,7 @@ namespace {
 // the test's own certificates and session store.
 class HostileInput : public testing::Test {
  protected:
-  std::string logText() const {
-    std::stringstream all;
-    all << std::ifstream(certs_.dir() + "/debug.log", std::ios::binary).rdbuf();
-    return all.str();
-  }
+  std::string logText() const { return readFile(certs_.dir() + "/debug.log"); }
 
   TestCertificates certs_;
   SessionStoreGuard guard_{certs_};

@@ -3,18 +3,17 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <fstream>
 #include <memory>
-#include <sstream>
 #include <regex>
 #include <string>
 #include <vector>
 
+#include "GatewaySim.h"
 #include "MerchantTxn.h"
 #include "SessionStoreGuard.h"
-#include "GatewaySim.h"
 #include "TestCertificates.h"
 #include "sslPool.h"
+#include "testText.h"
 
 namespace {
 
@@ -27,12 +26,7 @@ const std::regex kTimings(
 class Transaction : public testing::Test {
  protected:
   std::string logPath() const { return certs_.dir() + "/debug.log"; }
-  std::string logText() const {
-    std::ifstream in(logPath(), std::ios::binary);
-    std::stringstream all;
-    all << in.rdbuf();
-    return all.str();
-  }
+  std::string logText() const { return readFile(logPath()); }
 
   // Starts the test's simulator with args.
   GatewaySim& gateway(const std::vector<std::string>& args = {}) {
@@ -51,20 +45,11 @@ class Transaction : public testing::Test {
   MerchantTxn txn_;
 };
 
-bool anyLineStartsWith(const std::string& message, char c) {
-  size_t start = 0;
-  while (start < message.size()) {
-    if (message[start] == c) return true;
-    size_t end = message.find("\r\n", start);
-    if (end == std::string::npos) break;
-    start = end + 2;
-  }
-  return false;
-}
-
 }  // namespace
 
-TEST_F(Transaction, PurchaseSendsTwoMessagesOnOneConnectionAndMasksCardData) {
+// Masking, and secrets kept out of the log and off the wire, are the
+// reliability suite's Secrets test.
+TEST_F(Transaction, PurchaseSendsTwoMessagesOnOneConnection) {
   GatewaySim& sim = gateway();
   MerchantTxn& session = merchant();
   session.logTo(logPath());
@@ -75,9 +60,6 @@ TEST_F(Transaction, PurchaseSendsTwoMessagesOnOneConnectionAndMasksCardData) {
   EXPECT_FALSE(session.field("TXNREFERENCE").empty());
   EXPECT_FALSE(session.field("AUTHCODE").empty());
   EXPECT_FALSE(session.has("ERROR"));
-  EXPECT_EQ(session.field("CARDDATA"), "411111XXXXXX1111");
-  EXPECT_EQ(session.field("CVC2"), "****");
-  EXPECT_EQ(session.field("CARDEXPIRYDATE"), "****");
   EXPECT_TRUE(std::regex_match(session.field("TIMINGS"), kTimings)) << session.field("TIMINGS");
   EXPECT_EQ(session.field("NUM_SSL_OBJECTS"), "1 keys - 1 objects");
   std::string total = session.field("TOTAL_TIME");
@@ -88,16 +70,10 @@ TEST_F(Transaction, PurchaseSendsTwoMessagesOnOneConnectionAndMasksCardData) {
   std::vector<std::string> messages = sim.recordedMessages();
   ASSERT_EQ(messages.size(), 2u);
   for (const std::string& m : messages) {
-    EXPECT_FALSE(anyLineStartsWith(m, '_')) << m;
     EXPECT_NE(m.find("SERVERCOUNT=1\r\n"), std::string::npos);
     EXPECT_NE(m.find("DEBUG=ON\r\n"), std::string::npos);
   }
   EXPECT_NE(messages[1].find("TXNREFERENCE=" + session.field("TXNREFERENCE")), std::string::npos);
-
-  std::string log = logText();
-  EXPECT_NE(log.find("Transaction Succeeded"), std::string::npos);
-  EXPECT_EQ(log.find("4111111111111111"), std::string::npos);
-  EXPECT_EQ(log.find(certs_.password()), std::string::npos);
 }
 
 TEST_F(Transaction, RefundSucceeds) {
@@ -206,7 +182,7 @@ TEST_F(Transaction, GatewayFaultsEndWithTheirErrors) {
   for (auto& c : cases) {
     GatewaySim sim(certs_, {"--fault", c.fault});
     MerchantTxn session;
-  session.settings(certs_, sim.port());
+    session.settings(certs_, sim.port());
     session.logTo(logPath());
     session.purchase(MerchantTxn::kApprovedCard, c.type);
     auto start = std::chrono::steady_clock::now();

@@ -32,15 +32,12 @@ import subprocess
 import threading
 import time
 
+from commands import run
 from gateway_sim import TestCertificates
 
 PASSWORD = TestCertificates.PASSWORD
 END_MARKER = b"\r\nEND\r\n\r\n"
 _references = itertools.count(1)
-
-
-def run(command, **kwargs):
-    subprocess.run(command, check=True, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, **kwargs)
 
 
 class InteropCertificates(TestCertificates):

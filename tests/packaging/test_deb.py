@@ -27,8 +27,6 @@ DEB_DIR = os.environ.get("ZV_DEB_DIR", os.path.join(SOURCE_DIR, "build-deb"))
 PACKAGES = ["zelvan-tools", "libzelvanclient-dev", "libzelvanclient1"]
 
 
-
-
 def installed(package):
     done = subprocess.run(["dpkg-query", "-W", "-f=${Status}", package], stdout=subprocess.PIPE,
                           stderr=subprocess.DEVNULL, text=True)

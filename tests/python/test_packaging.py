@@ -15,7 +15,6 @@ import glob
 import os
 import re
 import shutil
-import subprocess
 import sys
 import tempfile
 import unittest

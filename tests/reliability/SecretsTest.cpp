@@ -6,25 +6,18 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <regex>
-#include <sstream>
 #include <string>
 
 #include "GatewaySim.h"
 #include "MerchantTxn.h"
 #include "SessionStoreGuard.h"
 #include "TestCertificates.h"
+#include "testText.h"
 
 namespace {
 
 constexpr char kPassword[] = "Pw-zv-5513-secret";
-
-std::string readFile(const std::string& path) {
-  std::stringstream all;
-  all << std::ifstream(path, std::ios::binary).rdbuf();
-  return all.str();
-}
 
 // Fails for every secret that text shows. The CVC2 counts only as a number
 // of its own, not as digits inside a time stamp or a reference.

@@ -11,13 +11,14 @@
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
 
 #include "TestCertificates.h"
+#include "gatewayMessage.h"
+#include "testText.h"
 
 extern char** environ;
 
@@ -25,18 +26,8 @@ namespace {
 
 constexpr int kStartTimeoutMs = 20000;  // generous: sanitizer builds start slowly
 constexpr int kStopTimeoutMs = 10000;
-constexpr char kEndMarker[] = "\r\nEND\r\n\r\n";
 
-std::string readFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
-}  // namespace
-
-std::string GatewaySim::program() {
+std::string program() {
   const char* fromEnvironment = std::getenv("ZV_GATEWAY_SIM");
   if (fromEnvironment && *fromEnvironment) return fromEnvironment;
 #ifdef ZV_GATEWAY_SIM_PATH
@@ -45,6 +36,8 @@ std::string GatewaySim::program() {
   return "zelvan-gateway-sim";
 #endif
 }
+
+}  // namespace
 
 GatewaySim::GatewaySim(const TestCertificates& certs, const std::vector<std::string>& extraArgs,
                        bool requireClientCert)
@@ -135,27 +128,19 @@ int GatewaySim::stop(int signal) {
     m_exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     m_pid = -1;
   }
-  // The simulator has exited, so its output ends: read it to the end.
-  while (m_output >= 0) drainOutput(1000);
-  m_exitOutput = m_buffered;
+  if (m_output >= 0) {
+    close(m_output);
+    m_output = -1;
+  }
   return m_exitCode;
 }
 
-std::map<std::string, long> GatewaySim::stats() const {
-  std::map<std::string, long> counters;
-  std::istringstream lines(readFile(m_statsPath));
-  std::string line;
-  while (std::getline(lines, line)) {
-    size_t equals = line.find('=');
-    if (equals != std::string::npos) counters[line.substr(0, equals)] = std::atol(line.c_str() + equals + 1);
-  }
-  return counters;
-}
-
 long GatewaySim::stat(const std::string& name) const {
-  auto counters = stats();
-  auto found = counters.find(name);
-  return found == counters.end() ? 0 : found->second;
+  std::istringstream lines(readFile(m_statsPath));
+  for (std::string line; std::getline(lines, line);) {
+    if (line.compare(0, name.size() + 1, name + "=") == 0) return std::atol(line.c_str() + name.size() + 1);
+  }
+  return 0;
 }
 
 bool GatewaySim::waitForStat(const std::string& name, long atLeast) const {
@@ -170,9 +155,8 @@ bool GatewaySim::waitForStat(const std::string& name, long atLeast) const {
 std::vector<std::string> GatewaySim::recordedMessages() const {
   std::string text = readFile(m_recordPath);
   std::vector<std::string> messages;
-  const size_t markerLength = sizeof(kEndMarker) - 1;
-  for (size_t start = 0, at; (at = text.find(kEndMarker, start)) != std::string::npos; start = at + markerLength) {
-    messages.push_back(text.substr(start, at + markerLength - start));
+  for (size_t start = 0, at; (at = text.find(kEndMarker, start)) != std::string::npos; start = at + kEndMarkerLength) {
+    messages.push_back(text.substr(start, at + kEndMarkerLength - start));
   }
   return messages;
 }

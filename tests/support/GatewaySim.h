@@ -5,7 +5,6 @@
 
 #include <csignal>
 
-#include <map>
 #include <string>
 #include <vector>
 
@@ -32,13 +31,8 @@ class GatewaySim {
   GatewaySim& operator=(const GatewaySim&) = delete;
 
   int port() const { return m_port; }
-  pid_t pid() const { return m_pid; }
-  const std::string& statsPath() const { return m_statsPath; }
-  const std::string& recordPath() const { return m_recordPath; }
 
-  // The counters as the stats file holds them now.
-  std::map<std::string, long> stats() const;
-  // One counter, 0 when absent.
+  // One counter as the stats file holds it now, 0 when absent.
   long stat(const std::string& name) const;
   // Waits, up to 10 seconds, until the counter reaches atLeast; returns
   // whether it did. For counters that the simulator moves after the client
@@ -53,13 +47,6 @@ class GatewaySim {
   // 128 + the signal that ended it. Later calls return the same result.
   int stop(int signal = SIGTERM);
 
-  // What the simulator printed on standard output after its port line
-  // (the counters it prints on exit), complete once stop() has returned.
-  const std::string& exitOutput() const { return m_exitOutput; }
-
-  // The simulator program that is run.
-  static std::string program();
-
  protected:
   void readPortLine();
   void drainOutput(int timeoutMs);
@@ -72,7 +59,6 @@ class GatewaySim {
   int m_port = 0;
   int m_exitCode = -1;
   std::string m_buffered;
-  std::string m_exitOutput;
 };
 
 #endif  // ZELVAN_TESTS_GATEWAYSIM_H_

@@ -6,13 +6,17 @@
 #include <system_error>
 #include <vector>
 
-std::string TestCertificates::tempRoot() {
+namespace {
+
+std::string tempRoot() {
   const char* root = std::getenv("ZV_TEST_TMP");
   if (!root || !*root) return "/tmp";
   std::error_code ignored;
   std::filesystem::create_directories(root, ignored);
   return root;
 }
+
+}  // namespace
 
 std::string TestCertificates::makeTempDir(const char* prefix) {
   std::string pattern = tempRoot() + "/" + prefix + "XXXXXX";

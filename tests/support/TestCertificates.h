@@ -27,7 +27,6 @@ class TestCertificates {
   std::string wrongPassword() const { return m_password + "-wrong"; }
 
   std::string caCert() const { return path(CertificateFactory::kCaCert); }
-  std::string caKey() const { return path(CertificateFactory::kCaKey); }
   std::string serverCert() const { return path(CertificateFactory::kServerCert); }
   std::string serverKey() const { return path(CertificateFactory::kServerKey); }
   // Certificate and password-encrypted key in one PEM file.
@@ -46,10 +45,9 @@ class TestCertificates {
   // A client certificate with unencrypted key, signed by otherCaCert().
   std::string otherClientPem() const { return path(CertificateFactory::kOtherClientPem); }
 
-  // Returns $ZV_TEST_TMP, creating it if needed, or "/tmp".
-  static std::string tempRoot();
-  // Creates a new, uniquely named directory under tempRoot() whose name
-  // starts with prefix, and returns its path. Throws std::runtime_error.
+  // Creates a new, uniquely named directory whose name starts with prefix
+  // under $ZV_TEST_TMP (created if needed), or /tmp when it is not set,
+  // and returns its path. Throws std::runtime_error.
   static std::string makeTempDir(const char* prefix);
 
  protected:

@@ -1,7 +1,7 @@
 # zv_add_simulator_test(<name> <command...>): a test that runs the command
-# against a gateway simulator of its own (tests/support/with_gateway_sim.py)
+# against gateway simulators of its own (tests/support/with_gateway_sim.py)
 # with ZELVAN_LIBRARY naming this build's library. For the bindings, whose
-# tests run in an uninstrumented interpreter (php, java): in a sanitizer
+# tests run in an uninstrumented runtime (java, node, php): in a sanitizer
 # build the ASan runtime is loaded first, and leaks are not checked, since
 # the interpreter never frees all it allocates.
 find_package(Python3 REQUIRED COMPONENTS Interpreter)

@@ -4,13 +4,15 @@
     with_gateway_sim.py SIMULATOR CERTGEN COMMAND [ARG...]
 
 Writes a certificate set with CERTGEN into a temporary directory, starts
-SIMULATOR on a free port of 127.0.0.1 and runs COMMAND with ZV_SIM_PORT
-(the port), ZV_CERT_DIR (the certificate directory: ca.pem, client.p12 and
-the rest) and ZV_CERT_PASSWORD (client.p12's password) in its environment.
-The simulator, the directory and the session-store segments of its files
-are removed afterwards. Exits with COMMAND's status, or 1 when the
-simulator itself failed, so that tests written in any language share one
-way of getting a gateway.
+SIMULATOR twice on free ports of 127.0.0.1 and runs COMMAND with ZV_SIM_PORT
+(the port of a well-behaved simulator), ZV_SLOW_SIM_PORT (one whose replies
+come in slow pieces, for calls that end before their exchange does),
+ZV_CERT_DIR (the certificate directory: ca.pem, client.p12 and the rest)
+and ZV_CERT_PASSWORD (client.p12's password) in its environment. The
+simulators, the directory and the session-store segments of its files are
+removed afterwards. Exits with COMMAND's status, or 1 when a simulator
+itself failed, so that tests written in any language share one way of
+getting a gateway.
 """
 
 import os
@@ -19,20 +21,21 @@ import sys
 
 from gateway_sim import GatewaySim, TestCertificates
 
+# Replies in 10-byte pieces 100 ms apart: a purchase takes a second or two.
+SLOW_REPLIES = ["--fault", "slow", "--chunk-bytes", "10", "--chunk-delay-ms", "100"]
+
 
 def main(argv):
     if len(argv) < 4:
         sys.stderr.write(__doc__)
         return 2
     simulator, certgen, command = argv[1], argv[2], argv[3:]
-    with TestCertificates(certgen) as certs, GatewaySim(simulator, certs) as sim:
-        env = dict(os.environ, ZV_SIM_PORT=str(sim.port), ZV_CERT_DIR=certs.dir,
-                   ZV_CERT_PASSWORD=TestCertificates.PASSWORD)
-        status = subprocess.run(command, env=env).returncode
-        if sim.stop() != 0:
-            sys.stderr.write("the gateway simulator exited with status %d\n" % sim.stop())
-            return status or 1
-    return status
+    # A simulator that does not exit cleanly raises as its context ends.
+    with TestCertificates(certgen) as certs, GatewaySim(simulator, certs) as sim, \
+            GatewaySim(simulator, certs, SLOW_REPLIES) as slow:
+        env = dict(os.environ, ZV_SIM_PORT=str(sim.port), ZV_SLOW_SIM_PORT=str(slow.port),
+                   ZV_CERT_DIR=certs.dir, ZV_CERT_PASSWORD=TestCertificates.PASSWORD)
+        return subprocess.run(command, env=env).returncode
 
 
 if __name__ == "__main__":

@@ -1,7 +1,10 @@
 // A map written from the documented BMap interface alone, its entries in
 // a small array of its own. Includes nothing of the library but BMap.h.
+// Prints "map program ok" when the map behaves as documented, else the
+// number of the failed check.
 #include <zelvan/BMap.h>
 
+#include <cstdio>
 #include <cstring>
 
 namespace {
@@ -86,10 +89,7 @@ class SmallMap : public BMap {
   int count_ = 0;
 };
 
-}  // namespace
-
-// Checks the map through the interface; returns the first failed check's
-// number, or 0.
+// The first failed check's number, or 0.
 int checkMap() {
   SmallMap small;
   BMap* map = &small;
@@ -111,5 +111,17 @@ int checkMap() {
   if (listed != 3) return 6;
   map->remove(key);
   if (map->get(key) != nullptr || map->size() != 2) return 7;
+  return 0;
+}
+
+}  // namespace
+
+int main() {
+  int failed = checkMap();
+  if (failed != 0) {
+    std::printf("failed: map check %d\n", failed);
+    return 1;
+  }
+  std::printf("map program ok\n");
   return 0;
 }
