@@ -1,4 +1,3 @@
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
@@ -72,22 +71,6 @@ TEST(BServerSocket, CloseStopsListeningAndNoDescriptorOutlivesTheObject) {
     EXPECT_TRUE(idle.isOpen());
   }
   EXPECT_FALSE(isOpenDescriptor(neverListened));
-}
-
-TEST(BServerSocket, AcceptOnAFreshSocketListensOnPort3444) {
-  ProbedServer server;
-  // Non-blocking, so that accept() returns at once with nothing pending.
-  ASSERT_EQ(fcntl(server.fd(), F_SETFL, O_NONBLOCK), 0);
-  EXPECT_EQ(server.accept(), nullptr);
-  if (!server.isBound()) GTEST_SKIP() << "port 3444 is in use";
-  EXPECT_TRUE(server.isListening());
-  EXPECT_EQ(server.queueLength(), 5);
-  sockaddr_in local{};
-  socklen_t length = sizeof local;
-  ASSERT_EQ(getsockname(server.fd(), reinterpret_cast<sockaddr*>(&local), &length), 0);
-  EXPECT_EQ(ntohs(local.sin_port), 3444);
-  EXPECT_EQ(local.sin_addr.s_addr, htonl(INADDR_ANY));
-  EXPECT_TRUE(server.close());
 }
 
 }  // namespace
