@@ -123,21 +123,6 @@ TEST(BSocket, WaitsRefuseShortTimeOutsWithoutPolling) {
   EXPECT_EQ(stdinSocket.code(), 7);
 }
 
-TEST(BSocket, SetSoTimeOutAnswersTrueWithoutSettingATimeOut) {
-  ProbedSocket s;
-  EXPECT_TRUE(s.setSoTimeOut(30, 1));
-  EXPECT_TRUE(s.setSoTimeOut(30, 0));
-  // The 4-byte value is refused by the kernel: no time-out is in force.
-  timeval tv{1, 1};
-  socklen_t length = sizeof tv;
-  ASSERT_EQ(getsockopt(s.getSocket(), SOL_SOCKET, SO_RCVTIMEO, &tv, &length), 0);
-  EXPECT_EQ(tv.tv_sec, 0);
-  EXPECT_EQ(tv.tv_usec, 0);
-  s.close();
-  EXPECT_FALSE(s.setSoTimeOut(30, 1));
-  EXPECT_EQ(s.code(), 8);
-}
-
 TEST(BSocketLibrary, CountsClientSocketsAndSpeaksForFirstAndLastUser) {
   BSocketLibrary::freeSocketLibrary(1);
   mVerbose = 1;
