@@ -5,7 +5,6 @@
 #include "BHashTable.h"
 #include "cardData.h"
 #include "clientTestSupport.h"
-#include "preSendChecks.h"
 #include "transactionExchange.h"
 #include "txn.h"
 
@@ -47,28 +46,4 @@ TEST(ClearPCISensitiveData, MasksTheCardNumberInPlaceAndOverwritesTheRest) {
   EXPECT_EQ(std::string(get(t, "LONG")), std::string(40, '*'));
   EXPECT_TRUE(t->bundle->contains("EMPTY") && get(t, "EMPTY") == nullptr);
   EXPECT_FALSE(t->bundle->contains("ABSENT"));
-}
-
-TEST(EssentialParameters, ReportTheFirstMissingFieldOnly) {
-  struct {
-    const char* clientId;
-    const char* type;
-    const char* error;
-    const char* detail;
-  } cases[] = {
-      {nullptr, nullptr, "CLIENTID NOT FOUND",
-       "Please ensure that the Client Id is passed into the bundle."},
-      {"1", nullptr, "TRANSACTIONTYPE NOT FOUND",
-       "Please ensure that the Transaction Type is passed into the bundle."},
-      {"1", "", nullptr, nullptr},
-  };
-  for (auto& c : cases) {
-    Handle t;
-    if (c.clientId) put_ClientID(t, c.clientId);
-    if (c.type) put(t, "TRANSACTIONTYPE", c.type);
-    EXPECT_EQ(essentialParametersExist(t), c.error == nullptr);
-    EXPECT_STREQ(get(t, "ERROR"), c.error);
-    EXPECT_STREQ(get(t, "ERROR_DETAIL"), c.detail);
-    EXPECT_STREQ(get(t, "RESULT"), c.error ? "-1" : nullptr);
-  }
 }

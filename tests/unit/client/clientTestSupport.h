@@ -4,12 +4,11 @@
 #include <stdlib.h>
 
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "debugLog.h"
+#include "testText.h"
 #include "zelvanclient.h"
 
 // A directory under /tmp for one test, removed with everything in it.
@@ -57,10 +56,6 @@ inline std::vector<std::string> logTexts(const std::string& log) {
 }
 
 // The same for the log file at path.
-inline std::vector<std::string> logFileTexts(const std::string& path) {
-  std::stringstream all;
-  all << std::ifstream(path, std::ios::binary).rdbuf();
-  return logTexts(all.str());
-}
+inline std::vector<std::string> logFileTexts(const std::string& path) { return logTexts(readFile(path)); }
 
 #endif  // ZELVAN_TESTS_CLIENTTESTSUPPORT_H_

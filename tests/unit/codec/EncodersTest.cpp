@@ -8,27 +8,15 @@
 
 namespace {
 
-std::string encode64(const std::string& in) {
-  return take(kBase64Encoder.encode(reinterpret_cast<const unsigned char*>(in.data()), in.size()));
-}
 std::string decode64(const std::string& in) { return take(kBase64Encoder.decode(in.data(), in.size())); }
 
 }  // namespace
 
-// The result holds a quarter of the alphabet characters (plus 1 or 2 for
-// a partial group), so only a prefix of the original comes back.
-TEST(Base64Encoder, RoundTripGivesAPrefixOfEveryLength) {
-  EXPECT_EQ(encode64("\xFF\xFE\xFD\xFC"), "//79/A==");
-  std::string original;
-  for (int length = 0; length <= 64; length++) {
-    size_t alphabet = (4 * original.size() + 2) / 3;
-    size_t kept = alphabet / 4 + (alphabet % 4 == 2 ? 1 : alphabet % 4 == 3 ? 2 : 0);
-    EXPECT_EQ(decode64(encode64(original)), original.substr(0, kept)) << "length " << length;
-    original += static_cast<char>(length * 97 + 13);
-  }
-}
-
+// The decoder keeps a quarter of the alphabet characters it reads (plus 1
+// or 2 for a partial group) and skips everything else.
 TEST(Base64Encoder, DecodesTheFirstCountBytesSkippingOthers) {
+  EXPECT_EQ(takeText(kBase64Encoder.encode(reinterpret_cast<const unsigned char*>("\xFF\xFE\xFD\xFC"), 4)),
+            "//79/A==");
   struct { std::string in, out; } cases[] = {
       {"TWFu", "M"}, {"TWE=", "Ma"}, {"TQ==", "M"}, {"TW\nFu", "M"},
       {"    TWFu", std::string(1, '\0')}, {"=\n ", ""}};
@@ -43,17 +31,22 @@ TEST(Base64Encoder, DecodesTheFirstCountBytesSkippingOthers) {
 
 TEST(SimpleEncoder, EveryBaseRoundTripsEveryByte) {
   const unsigned char sample[] = {0x00, 0xAB, 0xFF};
-  EXPECT_EQ(take(kHexEncoder.encode(sample, 3)), "00ABFF");
-  EXPECT_EQ(take(kDecimalEncoder.encode(sample, 3)), "000171255");
+  EXPECT_EQ(takeText(kHexEncoder.encode(sample, 3)), "00ABFF");
+  EXPECT_EQ(takeText(kDecimalEncoder.encode(sample, 3)), "000171255");
   EXPECT_EQ(kHexEncoder.encode(sample, 0), nullptr);
-  int digits[17] = {0, 0, 8, 6, 4, 4, 4, 3, 3, 3, 3, 3, 3, 3, 3, 3, 2};
   std::string all;
   for (int b = 0; b < 256; b++) all += static_cast<char>(b);
   for (int base = 2; base <= 16; base++) {
     BSimpleEncoder encoder(base);
-    std::string text = take(encoder.encode(reinterpret_cast<const unsigned char*>(all.data()), 256));
-    EXPECT_EQ(text.size(), 256u * digits[base]) << base;
+    std::string text = takeText(encoder.encode(reinterpret_cast<const unsigned char*>(all.data()), 256));
+    EXPECT_EQ(text.size(), 256u * encoder.digitsPerByte()) << base;
     EXPECT_EQ(take(encoder.decode(text.data(), text.size())), all) << base;
+  }
+  for (int base : {0, 1, 17}) {
+    BSimpleEncoder invalid(base);
+    EXPECT_EQ(invalid.base() + invalid.digitsPerByte(), -1);
+    EXPECT_EQ(invalid.encode(sample, 3), nullptr);
+    EXPECT_EQ(invalid.decode("0011", 4), nullptr);
   }
 }
 
@@ -69,13 +62,4 @@ TEST(SimpleEncoder, DecodingSkipsNonDigitsAndReportsLeftOvers) {
             "as expected for a simple encoding of base 16.\r\n"
             "Byte Decoding Error: Message to be decoded is 1 characters long... not a multiple of 3 "
             "as expected for a simple encoding of base 10.\r\n");
-}
-
-TEST(SimpleEncoder, InvalidBaseEncodesAndDecodesToNull) {
-  for (int base : {0, 1, 17}) {
-    BSimpleEncoder encoder(base);
-    EXPECT_EQ(encoder.base() + encoder.digitsPerByte(), -1);
-    EXPECT_EQ(encoder.encode(reinterpret_cast<const unsigned char*>("ab"), 2), nullptr);
-    EXPECT_EQ(encoder.decode("0011", 4), nullptr);
-  }
 }

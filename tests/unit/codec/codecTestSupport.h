@@ -5,6 +5,7 @@
 
 #include "BByteArray.h"
 #include "BString.h"
+#include "testText.h"
 
 // A string of exactly these bytes, NULs included: sized up front, since a
 // growing BString re-copies its text with strncpy.
@@ -12,13 +13,6 @@ inline BString* makeString(const std::string& bytes) {
   BString* s = new BString(static_cast<int>(bytes.size()));
   for (char c : bytes) s->append(c);
   return s;
-}
-
-// The bytes of a codec result, which is deleted.
-inline std::string take(BString* s) {
-  std::string bytes = s->buffer() ? std::string(s->buffer(), s->length()) : "";
-  delete s;
-  return bytes;
 }
 
 // The bytes of a decoder's result; the array and its unowned block are deleted.

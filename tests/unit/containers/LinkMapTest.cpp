@@ -8,6 +8,7 @@
 #include "BString.h"
 #include "BVector.h"
 #include "Counted.h"
+#include "testText.h"
 
 using testing::internal::CaptureStdout;
 using testing::internal::GetCapturedStdout;
@@ -22,66 +23,58 @@ namespace {
 std::string keysOf(BMap& map) {
   std::unique_ptr<BVector> keys(map.getKeys());
   std::string out;
-  for (int i = 0; i < keys->size(); i++) out += static_cast<BString*>(keys->get(i, 0))->buffer();
+  for (int i = 0; i < keys->size(); i++) out += textOf(static_cast<BString*>(keys->get(i, 0)));
   return out;
 }
 
 }  // namespace
 
-TEST_F(LinkMap, NewestEntryFirst) {
+// Entries come newest first; removal from the head, the middle and the
+// tail keeps the chain whole; null keys are stored but never matched.
+TEST_F(LinkMap, NewestFirstAndRemoveKeepsTheChainConsistent) {
   BLinkMap map;
-  map.put("a", "1");
-  map.put("b", "2");
-  map.put("c", "3");
-  EXPECT_EQ(keysOf(map), "cba");
-  EXPECT_STREQ(map.get("b"), "2");
-  EXPECT_EQ(map.get("zz"), nullptr);
-  EXPECT_TRUE(map.contains("a"));
-}
-
-TEST_F(LinkMap, DuplicateOwnedKeyIsDeletedAndTheStoredOneStays) {
-  BLinkMap map;
-  BObject* first = new Counted("k");
-  map.put(&first, new Counted("v1"), 1, 1);
-  BObject* second = new Counted("k");
-  map.put(&second, new Counted("v2"), 1, 1);
-  EXPECT_EQ(second, nullptr);
-  EXPECT_EQ(map.size(), 1);
-  EXPECT_EQ(Counted::live, 2);
-  std::unique_ptr<BVector> keys(map.getKeys());
-  EXPECT_EQ(keys->get(0, 0), first);
-  EXPECT_STREQ(map.get("k"), "v2");
-  map.free();
-  EXPECT_EQ(Counted::live, 0);
-}
-
-TEST_F(LinkMap, UnownedObjectsOutliveTheMap) {
-  Counted key("k"), value("v");
-  {
-    BLinkMap map;
-    BObject* k = &key;
-    map.put(&k, &value, 0, 0);
-    BObject* again = new Counted("k");
-    map.put(&again, &value, 0, 0);
-    EXPECT_NE(again, nullptr);
-    delete again;
-  }
-  EXPECT_EQ(Counted::live, 2);
-}
-
-TEST_F(LinkMap, RemoveKeepsTheChainConsistent) {
-  BLinkMap map;
-  for (const char* k : {"a", "b", "c", "d"}) map.put(k, "v");
+  for (const char* k : {"a", "b", "c", "d"}) map.put(k, k);
+  EXPECT_EQ(keysOf(map), "dcba");
+  EXPECT_STREQ(map.get("b"), "b");
   map.remove("d");
-  EXPECT_EQ(keysOf(map), "cba");
   map.remove("b");
   EXPECT_EQ(keysOf(map), "ca");
   map.remove("a");
-  EXPECT_EQ(keysOf(map), "c");
   map.remove("x");
-  EXPECT_EQ(map.size(), 1);
   map.remove(static_cast<BObject*>(nullptr));
-  EXPECT_EQ(map.size(), 1);
+  EXPECT_EQ(keysOf(map), "c");
+
+  for (int i = 0; i < 2; i++) {
+    BObject* none = nullptr;
+    map.put(&none, nullptr, 1, 1);
+  }
+  EXPECT_EQ(map.size(), 3);
+  EXPECT_FALSE(map.contains(static_cast<BObject*>(nullptr)));
+}
+
+// An equal key put again: an owned one is deleted (and nulled) and the
+// stored key stays; an unowned one is left to the caller.
+TEST_F(LinkMap, DuplicateKeysAndUnownedObjects) {
+  Counted key("k"), value("v");
+  {
+    BLinkMap map;
+    BObject* first = new Counted("k");
+    map.put(&first, new Counted("v1"), 1, 1);
+    BObject* second = new Counted("k");
+    map.put(&second, new Counted("v2"), 1, 1);
+    EXPECT_EQ(second, nullptr);
+    EXPECT_EQ(map.size(), 1);
+    EXPECT_EQ(Counted::live, 4);
+    std::unique_ptr<BVector> keys(map.getKeys());
+    EXPECT_EQ(keys->get(0, 0), first);
+    EXPECT_STREQ(map.get("k"), "v2");
+
+    BObject* unowned = &key;
+    map.put(&unowned, &value, 0, 0);
+    EXPECT_EQ(unowned, &key);
+    EXPECT_EQ(map.size(), 1);
+  }
+  EXPECT_EQ(Counted::live, 2);
 }
 
 TEST_F(LinkMap, DumpedEntriesBelongToTheCaller) {
@@ -100,17 +93,6 @@ TEST_F(LinkMap, DumpedEntriesBelongToTheCaller) {
   delete entries[0];
   delete entries[1];
   EXPECT_EQ(Counted::live, 0);
-}
-
-TEST_F(LinkMap, NullKeysAreNeverMatched) {
-  BLinkMap map;
-  BObject* none = nullptr;
-  map.put(&none, nullptr, 1, 1);
-  none = nullptr;
-  map.put(&none, nullptr, 1, 1);
-  EXPECT_EQ(map.size(), 2);
-  EXPECT_FALSE(map.contains(static_cast<BObject*>(nullptr)));
-  EXPECT_FALSE(map.contains("x"));
 }
 
 TEST_F(LinkMap, VerboseEntryTracesItsDeletion) {

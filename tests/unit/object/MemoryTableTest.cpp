@@ -1,70 +1,54 @@
 #include <gtest/gtest.h>
 
-#include <signal.h>
-#include <sys/time.h>
-
-#include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <string>
 
-#include "BHashTable.h"
 #include "BMemoryTable.h"
-#include "BPlatform.h"
 #include "BString.h"
 
-using testing::internal::CaptureStdout;
-using testing::internal::GetCapturedStdout;
+namespace {
 
-// Each test runs in a process of its own (ctest), so the global table starts
-// absent; the tests still put it back the way they found it.
+const char kNotActive[] = "Memory Table report - table not active\n";
+const char kNothingRecorded[] =
+    "Memory Table report - 0 pointers remain to be de-allocated...\n"
+    "0 allocations and 0 de-allocations\n";
+
+std::string report() {
+  testing::internal::CaptureStdout();
+  BMemoryTable::report();
+  return testing::internal::GetCapturedStdout();
+}
+
+// Each test starts without a table and puts the tracker back that way.
 class MemoryTable : public testing::Test {
  protected:
+  void SetUp() override { BMemoryTable::free(); }
   void TearDown() override {
     BMemoryTable::free();
     BMemoryTable::tracePause(1);
   }
 };
 
-TEST_F(MemoryTable, ReportWithoutTableSaysSo) {
-  BMemoryTable::free();
-  CaptureStdout();
-  BMemoryTable::report();
-  EXPECT_EQ(GetCapturedStdout(), "Memory Table report - table not active\n");
-}
+}  // namespace
 
-TEST_F(MemoryTable, LibraryAllocationsWhilePausedLeaveNoTable) {
-  BMemoryTable::free();
+TEST_F(MemoryTable, NothingIsRecordedUntilTracingIsSwitchedOn) {
+  EXPECT_EQ(report(), kNotActive);
   BString s("made while paused");
   delete s.toString();
-  CaptureStdout();
-  BMemoryTable::report();
-  EXPECT_EQ(GetCapturedStdout(), "Memory Table report - table not active\n");
-}
+  EXPECT_EQ(report(), kNotActive) << "the library's own allocations make no table";
 
-TEST_F(MemoryTable, DirectEventWhilePausedMakesAnEmptyTableThatTraceLeavesPaused) {
-  BMemoryTable::free();
+  // A direct event makes the table but records nothing, and trace(1) on
+  // that lazily made table leaves tracing paused.
   int block = 0;
   BMemoryTable::createEvent(&block, "made while paused");
-  CaptureStdout();
-  BMemoryTable::report();
-  EXPECT_EQ(GetCapturedStdout(),
-            "Memory Table report - 0 pointers remain to be de-allocated...\n"
-            "0 allocations and 0 de-allocations\n");
+  EXPECT_EQ(report(), kNothingRecorded);
   BMemoryTable::trace(1);
-  CaptureStdout();
-  BMemoryTable::report();
-  EXPECT_EQ(GetCapturedStdout(),
-            "Memory Table report - 0 pointers remain to be de-allocated...\n"
-            "0 allocations and 0 de-allocations\n");
+  EXPECT_EQ(report(), kNothingRecorded);
 }
 
 TEST_F(MemoryTable, TraceOnAFreshProcessRecordsTheTableItself) {
-  BMemoryTable::free();
   BMemoryTable::trace(1);
-  CaptureStdout();
-  BMemoryTable::report();
-  EXPECT_EQ(GetCapturedStdout(),
+  EXPECT_EQ(report(),
             "Memory Table report - 1 pointers remain to be de-allocated...\n"
             "1 allocations and 0 de-allocations\n"
             "1 pointers remain to be de-allocated\n"
@@ -72,27 +56,27 @@ TEST_F(MemoryTable, TraceOnAFreshProcessRecordsTheTableItself) {
             "class of type 'BObject:BPointer'=creation of memory table\r\n");
 }
 
+// A destroy event looks its block up by text while records are keyed by
+// pointer boxes, so it never finds one; both error lines are the tracker's
+// only reports.
 TEST_F(MemoryTable, DestroyEventsNeverFindTheirRecord) {
-  BMemoryTable::free();
   BMemoryTable::trace(1);
   int block;
   char address[32];
   snprintf(address, sizeof address, "%p", static_cast<void*>(&block));
-  CaptureStdout();
+  testing::internal::CaptureStdout();
   BMemoryTable::createEvent(&block, "first");
   BMemoryTable::createEvent(&block, "second");
   BMemoryTable::destroyEvent(&block);
-  EXPECT_EQ(GetCapturedStdout(),
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
             std::string("** Error in create event - reusing an unfreed pointer: ") + address +
-                " - 'second'\n" + "** Error in destroy event - unable to find pointer: " +
-                address + "\n");
+                " - 'second'\n" + "** Error in destroy event - unable to find pointer: " + address + "\n");
   EXPECT_EQ(kNumCreates, 3u);
   EXPECT_EQ(kNumDestroys, 1u);
   EXPECT_EQ(kMemoryTable->size(), 2);
 }
 
 TEST_F(MemoryTable, FreeLeavesTracingPausedAndTheNextEventStartsAgain) {
-  BMemoryTable::free();
   BMemoryTable::trace(1);
   BMemoryTable::trace(0);
   EXPECT_EQ(kMemoryTable, nullptr);
@@ -101,41 +85,4 @@ TEST_F(MemoryTable, FreeLeavesTracingPausedAndTheNextEventStartsAgain) {
   BMemoryTable::createEvent(&block, "x");
   ASSERT_NE(kMemoryTable, nullptr);
   EXPECT_EQ(kMemoryTable->size(), 0);
-}
-
-TEST(Platform, TickCountStartsAtZeroInWholeSeconds) {
-  EXPECT_EQ(GetTickCount(), 0);
-  Sleep(1100);
-  int64_t later = GetTickCount();
-  EXPECT_EQ(later % 1000, 0);
-  EXPECT_GE(later, 1000);
-}
-
-namespace {
-void ignoreAlarm(int) {}
-}  // namespace
-
-TEST(Platform, SleepResumesAfterASignal) {
-  struct sigaction action = {};
-  action.sa_handler = ignoreAlarm;
-  sigaction(SIGALRM, &action, nullptr);
-  struct itimerval timer = {};
-  timer.it_value.tv_usec = 50000;
-  setitimer(ITIMER_REAL, &timer, nullptr);
-  auto start = std::chrono::steady_clock::now();
-  Sleep(300);
-  auto slept = std::chrono::steady_clock::now() - start;
-  EXPECT_GE(slept, std::chrono::milliseconds(300));
-  Sleep(0);
-}
-
-TEST(Platform, CopyStringUsesMalloc) {
-  EXPECT_EQ(CopyString(nullptr), nullptr);
-  char* empty = CopyString("");
-  ASSERT_NE(empty, nullptr);
-  EXPECT_EQ(empty[0], '\0');
-  free(empty);
-  char* copy = CopyString("abc");
-  EXPECT_STREQ(copy, "abc");
-  free(copy);
 }

@@ -1,9 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <set>
-#include <thread>
-#include <vector>
+#include <string>
 
 #include "BHashTable.h"
 #include "BSSLContext.h"
@@ -64,34 +61,4 @@ TEST_F(SslPoolTest, HandsOutIdleContextsOfTheSameCredentials) {
   EXPECT_EQ(m_ssl_contexts->size(), 2);
   EXPECT_EQ(get_ssl_object_count(), 3);
   EXPECT_EQ(m_ssl_locks, 0);
-}
-
-TEST_F(SslPoolTest, GivesUpAfterAboutFiveSecondsWhileTheLockIsHeld) {
-  m_ssl_locks = 1;
-  auto start = std::chrono::steady_clock::now();
-  EXPECT_EQ(take("secret"), nullptr);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
-  EXPECT_EQ(m_ssl_locks, 1) << "the holder's lock is left alone";
-  release_ssl_lock();
-  release_ssl_lock();  // a release without a holder does not unbalance the lock
-  EXPECT_EQ(m_ssl_locks, 0);
-  EXPECT_NE(take("secret"), nullptr);
-  EXPECT_EQ(get_ssl_object_count(), 1);
-}
-
-TEST_F(SslPoolTest, ConcurrentCallersGetDistinctContexts) {
-  constexpr int kThreads = 4, kRounds = 25;
-  std::vector<std::vector<BSSLContext*>> taken(kThreads);
-  std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; t++) {
-    threads.emplace_back([this, t, &taken] {
-      for (int i = 0; i < kRounds; i++) taken[t].push_back(take("secret"));
-    });
-  }
-  for (auto& thread : threads) thread.join();
-  std::set<BSSLContext*> distinct;
-  for (auto& list : taken) distinct.insert(list.begin(), list.end());
-  EXPECT_EQ(distinct.size(), static_cast<size_t>(kThreads * kRounds));
-  EXPECT_EQ(distinct.count(nullptr), 0u);
-  EXPECT_EQ(get_ssl_object_count(), kThreads * kRounds);
 }
