@@ -38,10 +38,11 @@ install(FILES ${PROJECT_BINARY_DIR}/zelvanclient.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
 # zelvan-txn runs transactions from the shell; the simulator and the
-# certificate generator give a merchant a gateway of their own to test on.
+# certificate generator give a merchant a gateway of their own to test on;
+# zelvan-session-key shows or removes a certificate's session store.
 # They find the library through their run path, except in /usr, where the
 # dynamic loader finds it by itself and Debian forbids a run path.
-foreach(program zelvan-txn zelvan-gateway-sim zelvan-certgen)
+foreach(program zelvan-txn zelvan-gateway-sim zelvan-certgen zelvan-session-key)
   if(TARGET ${program})
     if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
       set_target_properties(${program} PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")

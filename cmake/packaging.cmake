@@ -2,7 +2,8 @@
 #   libzelvanclient1     runtime      the shared library, its license and notes
 #   libzelvanclient-dev  development  headers, .pc, CMake package, libzelvanclient(3)
 #   zelvan-tools         tools        zelvan-txn, the simulator, the certificate
-#                                     generator and their manual pages
+#                                     generator, zelvan-session-key and their
+#                                     manual pages
 # dpkg-shlibdeps works out what the binaries need (libc, libstdc++, libssl3).
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME zelvanclient)
@@ -50,6 +51,6 @@ set(CPACK_DEBIAN_TOOLS_DESCRIPTION
   "Command-line client and test gateway for libzelvanclient
 zelvan-txn runs one transaction from the shell; zelvan-gateway-sim plays
 the gateway on 127.0.0.1 and zelvan-certgen writes test certificates for
-it.")
+it; zelvan-session-key shows or removes a certificate's TLS session store.")
 
 include(CPack)

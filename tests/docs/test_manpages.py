@@ -10,7 +10,7 @@ import unittest
 
 from test_guide import SOURCE_DIR, error_texts, exported_functions, read
 
-PAGES = ["zelvan-txn.1", "zelvan-gateway-sim.1", "zelvan-certgen.1", "zelvanclient.3"]
+PAGES = ["zelvan-txn.1", "zelvan-gateway-sim.1", "zelvan-certgen.1", "zelvan-session-key.1", "zelvanclient.3"]
 
 
 def plain(troff):

@@ -29,7 +29,7 @@ CC = os.environ.get("ZV_CC", "cc")
 CXX = os.environ.get("ZV_CXX", "c++")
 SANITIZE_FLAGS = ["-fsanitize=address,undefined"] if os.environ.get("ZV_SANITIZE") == "ON" else []
 
-PROGRAMS = ["zelvan-txn", "zelvan-gateway-sim", "zelvan-certgen"]
+PROGRAMS = ["zelvan-txn", "zelvan-gateway-sim", "zelvan-certgen", "zelvan-session-key"]
 
 
 def public_headers():

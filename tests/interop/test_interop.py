@@ -24,7 +24,6 @@ import time
 import unittest
 
 import interop_support as peers
-from gateway_sim import remove_session_segments
 
 NEGOTIATION_FAILED = "UNABLE TO CONNECT - COULD NOT NEGOTIATE SSL"
 
@@ -50,7 +49,7 @@ class InteropCases:
         cls.certs.close()
 
     def setUp(self):
-        remove_session_segments(self.certs.dir)
+        self.certs.remove_session_stores()
 
     def start(self, **options):
         peer = self.PEER(self.certs, **options)
@@ -92,7 +91,7 @@ class InteropCases:
     def test_resumption_across_processes(self):
         for version, tickets in self.RESUMPTION:
             with self.subTest(version=version, tickets=tickets):
-                remove_session_segments(self.certs.dir)
+                self.certs.remove_session_stores()
                 peer = self.start(version=version, tickets=tickets)
                 for _ in range(21):
                     self.assertApproved(self.purchase(peer), peer)
@@ -124,7 +123,7 @@ class InteropCases:
         # A process without a CA file stores the session of a gateway the
         # CA does not vouch for; the next process, with the CA file, must
         # neither resume it nor trust the gateway.
-        remove_session_segments(self.certs.dir)
+        self.certs.remove_session_stores()
         rogue = self.start(cert="rogue")
         self.assertApproved(self.purchase(rogue, ca=False), rogue)
         self.assertRefused(self.purchase(rogue), "certificate verify failed")

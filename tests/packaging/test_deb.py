@@ -79,7 +79,7 @@ class DebianPackagesTest(unittest.TestCase):
                    "-a", self.certs.ca, "--json", "CLIENTID=10000001", "TRANSACTIONTYPE=PURCHASE",
                    "CARDDATA=4111111111111111", "AMOUNT=1.00"], env=self.env)
         self.assertIn('"RESULT": "0"', out)
-        for page in ("zelvan-txn", "zelvan-gateway-sim", "zelvan-certgen", "zelvanclient"):
+        for page in ("zelvan-txn", "zelvan-gateway-sim", "zelvan-certgen", "zelvan-session-key", "zelvanclient"):
             self.assertIn(page.upper(), run(["man", "-P", "cat", page], env=dict(self.env, MANWIDTH="80")))
 
 

@@ -5,10 +5,10 @@ temporary directory; GatewaySim runs zelvan-gateway-sim with them on a free
 port of 127.0.0.1. Both are context managers that leave nothing behind: the
 simulator is stopped, the directory removed, and the System V shared-memory
 segments that clients created for the certificate files (the SSL session
-store) are removed with it.
+store) are removed with it, by zelvan-session-key from beside
+zelvan-certgen.
 """
 
-import ctypes
 import os
 import select
 import shutil
@@ -16,33 +16,6 @@ import signal
 import subprocess
 import tempfile
 import time
-
-# The session store's segment of a certificate file is ftok(path, 82).
-_SESSION_PROJECT_ID = 82
-_IPC_RMID = 0
-
-_libc = ctypes.CDLL(None, use_errno=True)
-_libc.ftok.argtypes = [ctypes.c_char_p, ctypes.c_int]
-_libc.ftok.restype = ctypes.c_int
-_libc.shmget.argtypes = [ctypes.c_int, ctypes.c_size_t, ctypes.c_int]
-_libc.shmget.restype = ctypes.c_int
-_libc.shmctl.argtypes = [ctypes.c_int, ctypes.c_int, ctypes.c_void_p]
-_libc.shmctl.restype = ctypes.c_int
-
-
-def session_segment_of(path):
-    """The identifier of the session-store segment of a certificate file, or -1."""
-    key = _libc.ftok(os.fsencode(path), _SESSION_PROJECT_ID)
-    return -1 if key == -1 else _libc.shmget(key, 0, 0)
-
-
-def remove_session_segments(directory):
-    """Removes the session-store segments of every file in directory."""
-    for name in os.listdir(directory):
-        segment = session_segment_of(os.path.join(directory, name))
-        if segment != -1:
-            _libc.shmctl(segment, _IPC_RMID, None)
-
 
 class TestCertificates:
     """A CA, a server certificate for 127.0.0.1 and client certificates.
@@ -54,6 +27,7 @@ class TestCertificates:
     PASSWORD = "zelvan-test"
 
     def __init__(self, certgen):
+        self.session_key = os.path.join(os.path.dirname(certgen), "zelvan-session-key")
         self.dir = tempfile.mkdtemp(prefix="zv-certs-")
         try:
             subprocess.run([certgen, self.dir], check=True, stdout=subprocess.DEVNULL)
@@ -72,9 +46,14 @@ class TestCertificates:
     def client_p12(self):
         return self.path("client.p12")
 
+    def remove_session_stores(self):
+        """Removes the session-store segments of every file of the set."""
+        for name in os.listdir(self.dir):
+            subprocess.run([self.session_key, "--remove", self.path(name)], check=True)
+
     def close(self):
         if os.path.isdir(self.dir):
-            remove_session_segments(self.dir)
+            self.remove_session_stores()
             shutil.rmtree(self.dir, ignore_errors=True)
 
     def __enter__(self):
