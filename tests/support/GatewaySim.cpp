@@ -39,12 +39,11 @@ std::string program() {
 
 }  // namespace
 
-GatewaySim::GatewaySim(const TestCertificates& certs, const std::vector<std::string>& extraArgs,
-                       bool requireClientCert)
+GatewaySim::GatewaySim(const TestCertificates& certs, const std::vector<std::string>& extraArgs)
     : m_dir(TestCertificates::makeTempDir("zv-sim-")), m_statsPath(m_dir + "/stats"), m_recordPath(m_dir + "/record") {
   std::vector<std::string> args = {program(), "--cert", certs.serverCert(), "--key", certs.serverKey(),
-                                   "--port", "0", "--stats", m_statsPath, "--record", m_recordPath};
-  if (requireClientCert) args.insert(args.end(), {"--ca", certs.caCert()});
+                                   "--port", "0", "--stats", m_statsPath, "--record", m_recordPath,
+                                   "--ca", certs.caCert()};
   args.insert(args.end(), extraArgs.begin(), extraArgs.end());
   std::vector<char*> argv;
   for (std::string& arg : args) argv.push_back(arg.data());

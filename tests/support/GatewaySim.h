@@ -19,11 +19,10 @@ class TestCertificates;
 class GatewaySim {
  public:
   // Starts the simulator with certs' server certificate and key, requiring
-  // client certificates that certs' CA signed unless requireClientCert is
-  // false, and with extraArgs (for example {"--fault", "slow"}) appended.
-  // Throws std::runtime_error when it does not report a port.
-  explicit GatewaySim(const TestCertificates& certs, const std::vector<std::string>& extraArgs = {},
-                      bool requireClientCert = true);
+  // client certificates that certs' CA signed, and with extraArgs (for
+  // example {"--fault", "slow"}) appended. Throws std::runtime_error when
+  // it does not report a port.
+  explicit GatewaySim(const TestCertificates& certs, const std::vector<std::string>& extraArgs = {});
   // Stops the simulator if it still runs and removes the temporary
   // directory. A simulator that did not exit with 0 fails the current test.
   ~GatewaySim();
