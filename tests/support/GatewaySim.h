@@ -11,9 +11,9 @@
 class TestCertificates;
 
 // Runs zelvan-gateway-sim in a child process for one test: on a free port
-// of 127.0.0.1, with its counters in a stats file and every message it
-// receives in a record file, both in a temporary directory that the
-// destructor removes with the simulator stopped.
+// of 127.0.0.1, with its standard output, its counters (a stats file) and
+// every message it receives (a record file) in a temporary directory that
+// the destructor removes with the simulator stopped.
 //
 // The program is $ZV_GATEWAY_SIM when set, else the one this build made.
 class GatewaySim {
@@ -47,17 +47,12 @@ class GatewaySim {
   int stop(int signal = SIGTERM);
 
  protected:
-  void readPortLine();
-  void drainOutput(int timeoutMs);
-
   std::string m_dir;
   std::string m_statsPath;
   std::string m_recordPath;
   pid_t m_pid = -1;
-  int m_output = -1;  // read end of the simulator's standard output
   int m_port = 0;
   int m_exitCode = -1;
-  std::string m_buffered;
 };
 
 #endif  // ZELVAN_TESTS_GATEWAYSIM_H_
