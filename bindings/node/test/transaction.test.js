@@ -94,10 +94,4 @@ describe('a transaction handle', () => {
     t.close();
     assert.throws(() => t.get('AMOUNT'), /closed/);
   });
-
-  it('reports a library that cannot be found', () => {
-    const { load } = require('../lib/library');
-    assert.throws(() => load({ ZELVAN_LIBRARY: '/nonexistent/libzelvanclient.so' }),
-      (error) => error instanceof zelvan.LibraryNotFoundError && /ZELVAN_LIBRARY/.test(error.message));
-  });
 });
