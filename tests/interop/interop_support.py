@@ -17,6 +17,7 @@ import ctypes
 import fcntl
 import itertools
 import os
+import pathlib
 import re
 import shutil
 import socket
@@ -54,8 +55,7 @@ class InteropCertificates(TestCertificates):
 
     def _issue(self, name, subject, ca, extensions):
         key, csr, cert, ext = (self.path(name + suffix) for suffix in ("-key.pem", ".csr", ".pem", ".ext"))
-        with open(ext, "w") as out:
-            out.write(extensions + "\n")
+        pathlib.Path(ext).write_text(extensions + "\n")
         run(["openssl", "req", "-new", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256",
              "-nodes", "-keyout", key, "-out", csr, "-subj", subject])
         run(["openssl", "x509", "-req", "-in", csr, "-CA", self.path(ca + ".pem"),
@@ -73,10 +73,8 @@ class InteropCertificates(TestCertificates):
         run(p12 + ["-legacy", "-in", self.path("client-plain.pem"), "-out", self.path("legacy.p12")])
         run(p12 + ["-in", self.path("chain-client.pem"), "-inkey", self.path("chain-client-key.pem"),
                    "-certfile", self.path("int-ca.pem"), "-out", self.path("chain.p12")])
-        with open(self.path("chain.pem"), "w") as out:
-            for part in ("chain-client.pem", "int-ca.pem", "chain-client-key.pem"):
-                with open(self.path(part)) as src:
-                    out.write(src.read())
+        parts = ("chain-client.pem", "int-ca.pem", "chain-client-key.pem")
+        pathlib.Path(self.path("chain.pem")).write_text("".join(pathlib.Path(self.path(p)).read_text() for p in parts))
 
 
 def free_port():
@@ -261,8 +259,7 @@ class StunnelServer(Peer):
             # gets the [gateway] service's certificate.
             lines += ["[named]", "sni = gateway:localhost", "cert = " + certs.path(sni_cert + ".pem"),
                       "key = " + certs.path(sni_cert + "-key.pem")] + common
-        with open(self._config, "w") as out:
-            out.write("\n".join(lines) + "\n")
+        pathlib.Path(self._config).write_text("\n".join(lines) + "\n")
         super().__init__(["stunnel4", self._config], r"Configuration successful")
 
     def stop(self):
