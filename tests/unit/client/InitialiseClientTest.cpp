@@ -71,9 +71,11 @@ TEST_F(InitialiseClient, AddsClientTypeOnlyWhenAbsentAndTheOpenSSLVersionEveryTi
   EXPECT_NE(get(t, "_OPENSSL_VERSION"), nullptr);
 }
 
-// Freeing twice is harmless; a transaction initialises the library again,
-// and a further init keeps the pool it made.
+// The library initialises itself as it loads. Freeing twice is harmless; a
+// transaction initialises the library again, and a further init keeps the
+// pool it made.
 TEST_F(InitialiseClient, InitialisesAFreedLibraryAgain) {
+  ASSERT_TRUE(m_client_inited && m_ssl_contexts != nullptr);
   Handle t;
   configure(t);
   EXPECT_EQ(free_client(), 1);
