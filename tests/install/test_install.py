@@ -85,7 +85,7 @@ class InstalledTreeTest(unittest.TestCase):
     def gateway_args(self):
         return ["127.0.0.1", str(self.sim.port), self.certs.client_p12, self.certs.ca]
 
-    def test_installs_library_public_headers_and_programs(self):
+    def test_installs_library_headers_programs_and_versions(self):
         self.assertEqual(os.readlink(os.path.join(self.libdir, "libzelvanclient.so")), "libzelvanclient.so.1")
         self.assertTrue(os.readlink(os.path.join(self.libdir, "libzelvanclient.so.1")).startswith(
             "libzelvanclient.so.1."))
@@ -93,6 +93,15 @@ class InstalledTreeTest(unittest.TestCase):
         self.assertEqual(sorted(os.listdir(self.include)), public_headers())
         for name in PROGRAMS:
             self.assertTrue(os.access(self.program(name), os.X_OK), name)
+        # pkg-config and CMake take their version from the header.
+        with open(os.path.join(SOURCE_DIR, "src", "client", "zelvanclient.h")) as header:
+            version = re.search(r'#define ZELVANCLIENT_VERSION "(.*)"', header.read()).group(1)
+        self.assertEqual(run(["pkg-config", "--modversion", "zelvanclient"], env=self.env).strip(), version)
+        # A program linked against the shared library gets no OpenSSL on its link line.
+        self.assertNotIn("ssl", run(["pkg-config", "--libs", "zelvanclient"], env=self.env))
+        with open(os.path.join(self.libdir, "cmake", "zelvanclient", "zelvanclientConfigVersion.cmake")) as config:
+            self.assertIn('set(PACKAGE_VERSION "%s")' % version, config.read())
+        self.assertTrue(os.path.exists(os.path.join(self.libdir, "libzelvanclient.so." + version)))
 
     def test_each_installed_header_compiles_alone_and_completes_what_it_hands_out(self):
         flags = ["-std=c++17", "-fsyntax-only", "-Wall", "-Wextra", "-Werror", "-Wdelete-incomplete",
@@ -146,17 +155,6 @@ class InstalledTreeTest(unittest.TestCase):
         run([CMAKE, "--build", build])
         self.assertIn("approved: APPROVED", run([os.path.join(build, "purchase_cpp"), *self.gateway_args()],
                                                 env=self.env))
-
-    def test_pkg_config_and_cmake_versions_come_from_the_header(self):
-        with open(os.path.join(SOURCE_DIR, "src", "client", "zelvanclient.h")) as header:
-            version = re.search(r'#define ZELVANCLIENT_VERSION "(.*)"', header.read()).group(1)
-        self.assertEqual(run(["pkg-config", "--modversion", "zelvanclient"], env=self.env).strip(), version)
-        # A program linked against the shared library gets no OpenSSL on its link line.
-        self.assertNotIn("ssl", run(["pkg-config", "--libs", "zelvanclient"], env=self.env))
-        with open(os.path.join(self.libdir, "cmake", "zelvanclient", "zelvanclientConfigVersion.cmake")) as config:
-            self.assertIn('set(PACKAGE_VERSION "%s")' % version, config.read())
-        self.assertTrue(os.path.exists(os.path.join(self.libdir, "libzelvanclient.so." + version)))
-
 
 if __name__ == "__main__":
     unittest.main()

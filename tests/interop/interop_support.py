@@ -1,29 +1,23 @@
 """Real TLS servers that nobody on this project wrote, as gateways.
 
-Each peer runs as a child process on 127.0.0.1 with a port chosen free at
-start, and is stopped (SIGTERM, then SIGKILL) when the test is over:
+Each peer runs as a child process on a free port of 127.0.0.1, is stopped
+(SIGTERM, then SIGKILL) when the test is over, and counts resumed sessions
+in its own output, which is what the resumption tests read:
 
-- OpenSslServer: `openssl s_server`. It relays the decrypted bytes of its
-  one connection to its standard output and sends what it reads on its
-  standard input, so a thread of the test plays the gateway through those
-  two pipes (its diagnostics end lines with LF alone, the client's fields
-  with CR LF, which is how the two are told apart).
-- StunnelServer: `stunnel4` in server mode, forwarding the plaintext to
-  GatewayStandIn, a small gateway on a loopback port of its own.
-- GnutlsServer: `gnutls-serv --echo`. It cannot answer by itself, so the
-  request carries the reply fields (TXNREFERENCE, RESPONSETEXT, ...) and
-  the echo hands them back; gnutls-serv also listens on every interface, so its
-  tests run in a private network namespace whose only interface is lo.
-
-Every server counts resumed sessions in its own output, which is what the
-resumption tests read. Transactions run through zelvan-txn, one process
-each, as merchants' short-lived jobs do.
+- OpenSslServer: `openssl s_server`, relaying the plaintext of its one
+  connection through its standard output and input to gateway_reply.
+- StunnelServer: `stunnel4` forwarding the plaintext to a GatewayStandIn.
+- GnutlsServer: `gnutls-serv --echo`, which cannot answer by itself: the
+  request carries the reply fields and the echo hands them back. It
+  listens on every interface, so its tests run in a private network
+  namespace whose only interface is lo.
 """
 
 import ctypes
 import fcntl
 import itertools
 import os
+import pathlib
 import re
 import shutil
 import socket
@@ -60,10 +54,8 @@ class InteropCertificates(TestCertificates):
             raise
 
     def _issue(self, name, subject, ca, extensions):
-        key, csr, cert = (self.path(name + suffix) for suffix in ("-key.pem", ".csr", ".pem"))
-        ext = self.path(name + ".ext")
-        with open(ext, "w") as out:
-            out.write(extensions + "\n")
+        key, csr, cert, ext = (self.path(name + suffix) for suffix in ("-key.pem", ".csr", ".pem", ".ext"))
+        pathlib.Path(ext).write_text(extensions + "\n")
         run(["openssl", "req", "-new", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256",
              "-nodes", "-keyout", key, "-out", csr, "-subj", subject])
         run(["openssl", "x509", "-req", "-in", csr, "-CA", self.path(ca + ".pem"),
@@ -81,10 +73,8 @@ class InteropCertificates(TestCertificates):
         run(p12 + ["-legacy", "-in", self.path("client-plain.pem"), "-out", self.path("legacy.p12")])
         run(p12 + ["-in", self.path("chain-client.pem"), "-inkey", self.path("chain-client-key.pem"),
                    "-certfile", self.path("int-ca.pem"), "-out", self.path("chain.p12")])
-        with open(self.path("chain.pem"), "w") as out:
-            for part in ("chain-client.pem", "int-ca.pem", "chain-client-key.pem"):
-                with open(self.path(part)) as src:
-                    out.write(src.read())
+        parts = ("chain-client.pem", "int-ca.pem", "chain-client-key.pem")
+        pathlib.Path(self.path("chain.pem")).write_text("".join(pathlib.Path(self.path(p)).read_text() for p in parts))
 
 
 def free_port():
@@ -93,13 +83,21 @@ def free_port():
         return probe.getsockname()[1]
 
 
-def gateway_reply(message):
-    """The gateway's answer to one request: a reference first, then approval."""
-    fields = dict(line.split("=", 1) for line in message.decode(errors="replace").split("\r\n") if "=" in line)
-    if "TXNREFERENCE" not in fields:
-        return ("TXNREFERENCE=ZI%06d" % next(_references)).encode() + END_MARKER
-    return ("TXNREFERENCE=%s\r\nRESULT=0\r\nAUTHCODE=A00001\r\nRESPONSECODE=00\r\nRESPONSETEXT=APPROVED"
-            % fields["TXNREFERENCE"]).encode() + END_MARKER
+def answer(data, send):
+    """Sends the gateway's answer to each whole request in data; returns the
+    rest. A request without a reference gets one, then it is approved.
+    Only lines that end with CR LF are fields: openssl s_server mixes its
+    own diagnostics, ending with LF alone, into the relayed bytes."""
+    while END_MARKER in data:
+        message, data = data.split(END_MARKER, 1)
+        lines = (message + b"\r\n").decode(errors="replace").split("\n")
+        fields = dict(line[:-1].split("=", 1) for line in lines if line.endswith("\r") and "=" in line)
+        if "TXNREFERENCE" not in fields:
+            send(("TXNREFERENCE=ZI%06d" % next(_references)).encode() + END_MARKER)
+        else:
+            send(("TXNREFERENCE=%s\r\nRESULT=0\r\nAUTHCODE=A00001\r\nRESPONSECODE=00\r\nRESPONSETEXT=APPROVED"
+                  % fields["TXNREFERENCE"]).encode() + END_MARKER)
+    return data
 
 
 class Peer:
@@ -118,7 +116,7 @@ class Peer:
                          for pipe in (self.process.stdout, self.process.stderr)]
         for reader in self._readers:
             reader.start()
-        if not self.wait_for(ready, 10):
+        if not self.wait_for_count(ready, 1, 10):
             self.stop()
             raise RuntimeError("%s did not start:\n%s" % (command[0], self.output()))
 
@@ -129,31 +127,25 @@ class Peer:
                 return
             with self._lock:
                 self._output += chunk
-            self.received(chunk)
+            if pipe is self.process.stdout:
+                self.received(chunk)
 
     def received(self, chunk):
-        """Called on the reader threads with every piece of output."""
+        """Called on the reader thread with every piece of standard output."""
 
     def output(self):
         with self._lock:
             return self._output.decode(errors="replace")
 
-    def wait_for(self, pattern, seconds):
-        """Whether the output matches pattern within seconds."""
+    def wait_for_count(self, pattern, count, seconds):
+        """Whether the output shows count matches of pattern within seconds
+        (False at once if the server has ended)."""
         deadline = time.monotonic() + seconds
-        while time.monotonic() < deadline:
-            if re.search(pattern, self.output()):
-                return True
-            if self.process.poll() is not None:
+        while self.count(pattern) < count:
+            if time.monotonic() > deadline or self.process.poll() is not None:
                 return False
             time.sleep(0.02)
-        return False
-
-    def wait_for_count(self, pattern, count, seconds):
-        """Waits up to seconds for count matches of pattern."""
-        deadline = time.monotonic() + seconds
-        while self.count(pattern) < count and time.monotonic() < deadline:
-            time.sleep(0.02)
+        return True
 
     def count(self, pattern):
         return len(re.findall(pattern, self.output()))
@@ -200,16 +192,11 @@ class OpenSslServer(Peer):
         super().__init__(command, r"ACCEPT", stdin=True)
 
     def received(self, chunk):
-        # Only the reader of standard output feeds the relay; the client's
-        # lines end with CR LF, the server's own with LF alone.
-        if threading.current_thread() is not self._readers[0]:
-            return
-        self._data += chunk
-        while END_MARKER in self._data:
-            message, self._data = self._data.split(END_MARKER, 1)
-            fields = b"\r\n".join(line[:-1] for line in message.split(b"\n") if line.endswith(b"\r"))
-            self.process.stdin.write(gateway_reply(fields))
-            self.process.stdin.flush()
+        self._data = answer(self._data + chunk, self._send)
+
+    def _send(self, reply):
+        self.process.stdin.write(reply)
+        self.process.stdin.flush()
 
 
 class LoopbackListener:
@@ -229,9 +216,6 @@ class LoopbackListener:
                 return
             self.handle(connection)
 
-    def handle(self, connection):
-        raise NotImplementedError
-
     def close(self):
         self._listener.close()
 
@@ -248,14 +232,8 @@ class GatewayStandIn(LoopbackListener):
         with connection:
             connection.settimeout(30)
             try:
-                while True:
-                    chunk = connection.recv(65536)
-                    if not chunk:
-                        return
-                    data += chunk
-                    while END_MARKER in data:
-                        message, data = data.split(END_MARKER, 1)
-                        connection.sendall(gateway_reply(message))
+                while chunk := connection.recv(65536):
+                    data = answer(data + chunk, connection.sendall)
             except OSError:
                 return
 
@@ -272,9 +250,7 @@ class StunnelServer(Peer):
         low, high = ("TLSv" + version,) * 2 if version else ("TLSv1.2", "TLSv1.3")
         common = ["CAfile = " + certs.ca, "verifyChain = yes", "requireCert = yes",
                   "sslVersionMin = " + low, "sslVersionMax = " + high,
-                  "connect = 127.0.0.1:%d" % self.gateway.port]
-        if not tickets:
-            common.append("options = NO_TICKET")
+                  "connect = 127.0.0.1:%d" % self.gateway.port] + ([] if tickets else ["options = NO_TICKET"])
         lines = ["foreground = yes", "pid =", "debug = info", "syslog = no", "[gateway]",
                  "accept = 127.0.0.1:%d" % self.port, "cert = " + certs.path(cert + ".pem"),
                  "key = " + certs.path(cert + "-key.pem")] + common
@@ -283,8 +259,7 @@ class StunnelServer(Peer):
             # gets the [gateway] service's certificate.
             lines += ["[named]", "sni = gateway:localhost", "cert = " + certs.path(sni_cert + ".pem"),
                       "key = " + certs.path(sni_cert + "-key.pem")] + common
-        with open(self._config, "w") as out:
-            out.write("\n".join(lines) + "\n")
+        pathlib.Path(self._config).write_text("\n".join(lines) + "\n")
         super().__init__(["stunnel4", self._config], r"Configuration successful")
 
     def stop(self):
@@ -305,12 +280,12 @@ class GnutlsServer(Peer):
 
     def __init__(self, certs, version=None, tickets=True, cert="gateway", sni_cert=None):
         self.port = free_port()
-        versions = {"1.2": "-VERS-ALL:+VERS-TLS1.2", "1.3": "-VERS-ALL:+VERS-TLS1.3"}
+        versions = {"1.2": ":-VERS-ALL:+VERS-TLS1.2", "1.3": ":-VERS-ALL:+VERS-TLS1.3", None: ""}
         command = ["gnutls-serv", "--port", str(self.port), "--echo", "--crlf",
                    "--x509certfile", certs.path((sni_cert or cert) + ".pem"),
                    "--x509keyfile", certs.path((sni_cert or cert) + "-key.pem"),
                    "--x509cafile", certs.ca, "--require-client-cert", "--verify-client-cert",
-                   "--priority", "NORMAL:-VERS-TLS1.1:-VERS-TLS1.0" + (":" + versions[version] if version else "")]
+                   "--priority", "NORMAL:-VERS-TLS1.1:-VERS-TLS1.0" + versions[version]]
         if not tickets:
             command.append("--noticket")
         if sni_cert:
@@ -332,16 +307,13 @@ def private_loopback():
         if libc.unshare(clone_newuser | clone_newnet) != 0:
             return False
         # Stay who we are inside the new user namespace.
-        with open("/proc/self/setgroups", "w") as out:
-            out.write("deny")
-        with open("/proc/self/uid_map", "w") as out:
-            out.write("%d %d 1" % (uid, uid))
-        with open("/proc/self/gid_map", "w") as out:
-            out.write("%d %d 1" % (gid, gid))
+        for name, text in (("setgroups", "deny"), ("uid_map", "%d %d 1" % (uid, uid)),
+                           ("gid_map", "%d %d 1" % (gid, gid))):
+            with open("/proc/self/" + name, "w") as out:
+                out.write(text)
     siocgifflags, siocsifflags, iff_up = 0x8913, 0x8914, 0x1
     with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as control:
-        request = struct.pack("16sH14x", b"lo", 0)
-        flags = struct.unpack("16sH14x", fcntl.ioctl(control, siocgifflags, request))[1]
+        flags = struct.unpack("16sH14x", fcntl.ioctl(control, siocgifflags, struct.pack("16sH14x", b"lo", 0)))[1]
         fcntl.ioctl(control, siocsifflags, struct.pack("16sH14x", b"lo", flags | iff_up))
     return True
 
@@ -357,21 +329,18 @@ class StallFirstConnection(LoopbackListener):
         super().__init__()
 
     def handle(self, client):
-        if not self._held:
-            self._held.append(client)
+        self._held.append(client)
+        if len(self._held) == 1:
             return
         server = socket.create_connection(("127.0.0.1", self._target))
-        self._held += [client, server]
+        self._held.append(server)
         for source, sink in ((client, server), (server, client)):
             threading.Thread(target=self._pump, args=(source, sink), daemon=True).start()
 
     @staticmethod
     def _pump(source, sink):
         try:
-            while True:
-                data = source.recv(65536)
-                if not data:
-                    break
+            while data := source.recv(65536):
                 sink.sendall(data)
             sink.shutdown(socket.SHUT_WR)
         except OSError:

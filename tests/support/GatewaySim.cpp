@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -39,32 +38,40 @@ std::string program() {
 
 }  // namespace
 
-GatewaySim::GatewaySim(const TestCertificates& certs, const std::vector<std::string>& extraArgs,
-                       bool requireClientCert)
+GatewaySim::GatewaySim(const TestCertificates& certs, const std::vector<std::string>& extraArgs)
     : m_dir(TestCertificates::makeTempDir("zv-sim-")), m_statsPath(m_dir + "/stats"), m_recordPath(m_dir + "/record") {
   std::vector<std::string> args = {program(), "--cert", certs.serverCert(), "--key", certs.serverKey(),
-                                   "--port", "0", "--stats", m_statsPath, "--record", m_recordPath};
-  if (requireClientCert) args.insert(args.end(), {"--ca", certs.caCert()});
+                                   "--port", "0", "--stats", m_statsPath, "--record", m_recordPath,
+                                   "--ca", certs.caCert()};
   args.insert(args.end(), extraArgs.begin(), extraArgs.end());
   std::vector<char*> argv;
   for (std::string& arg : args) argv.push_back(arg.data());
   argv.push_back(nullptr);
 
-  int pipeEnds[2];
-  if (pipe2(pipeEnds, O_CLOEXEC) != 0) throw std::runtime_error("pipe failed");
+  // Standard output goes to a file, which never fills up as a pipe would.
+  const std::string outputPath = m_dir + "/output";
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, pipeEnds[1], STDOUT_FILENO);
+  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, outputPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
   int spawned = posix_spawn(&m_pid, argv[0], &actions, nullptr, argv.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
-  close(pipeEnds[1]);
-  m_output = pipeEnds[0];
   try {
     if (spawned != 0) {
       m_pid = -1;
       throw std::runtime_error("cannot start " + args[0]);
     }
-    readPortLine();
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kStartTimeoutMs);
+    std::string output;
+    while ((output = readFile(outputPath)).find('\n') == std::string::npos) {
+      if (waitpid(m_pid, nullptr, WNOHANG) != 0) m_pid = -1;  // it ended: nothing left to stop
+      if (m_pid == -1 || std::chrono::steady_clock::now() > deadline) {
+        throw std::runtime_error("the simulator did not report its port: " + output);
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    if (std::sscanf(output.c_str(), "LISTENING %d\n", &m_port) != 1 || m_port <= 0) {
+      throw std::runtime_error("unexpected first line from the simulator: " + output);
+    }
   } catch (...) {
     stop(SIGKILL);
     std::error_code ignored;
@@ -82,36 +89,6 @@ GatewaySim::~GatewaySim() {
   std::filesystem::remove_all(m_dir, ignored);
 }
 
-void GatewaySim::readPortLine() {
-  auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kStartTimeoutMs);
-  size_t end;
-  while ((end = m_buffered.find('\n')) == std::string::npos) {
-    if (std::chrono::steady_clock::now() > deadline || m_output < 0) {
-      throw std::runtime_error("the simulator did not report its port: " + m_buffered);
-    }
-    drainOutput(50);
-  }
-  std::string line = m_buffered.substr(0, end);
-  m_buffered.erase(0, end + 1);
-  if (std::sscanf(line.c_str(), "LISTENING %d", &m_port) != 1 || m_port <= 0) {
-    throw std::runtime_error("unexpected first line from the simulator: " + line);
-  }
-}
-
-void GatewaySim::drainOutput(int timeoutMs) {
-  if (m_output < 0) return;
-  pollfd output{m_output, POLLIN, 0};
-  if (poll(&output, 1, timeoutMs) <= 0) return;
-  char buffer[4096];
-  ssize_t count = read(m_output, buffer, sizeof(buffer));
-  if (count > 0) {
-    m_buffered.append(buffer, static_cast<size_t>(count));
-  } else {
-    close(m_output);
-    m_output = -1;
-  }
-}
-
 int GatewaySim::stop(int signal) {
   if (m_pid > 0) {
     kill(m_pid, signal);
@@ -119,7 +96,7 @@ int GatewaySim::stop(int signal) {
     auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kStopTimeoutMs);
     pid_t ended;
     while ((ended = waitpid(m_pid, &status, WNOHANG)) == 0 && std::chrono::steady_clock::now() < deadline) {
-      drainOutput(10);
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     if (ended == 0) {
       kill(m_pid, SIGKILL);
@@ -127,10 +104,6 @@ int GatewaySim::stop(int signal) {
     }
     m_exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     m_pid = -1;
-  }
-  if (m_output >= 0) {
-    close(m_output);
-    m_output = -1;
   }
   return m_exitCode;
 }

@@ -11,19 +11,18 @@
 class TestCertificates;
 
 // Runs zelvan-gateway-sim in a child process for one test: on a free port
-// of 127.0.0.1, with its counters in a stats file and every message it
-// receives in a record file, both in a temporary directory that the
-// destructor removes with the simulator stopped.
+// of 127.0.0.1, with its standard output, its counters (a stats file) and
+// every message it receives (a record file) in a temporary directory that
+// the destructor removes with the simulator stopped.
 //
 // The program is $ZV_GATEWAY_SIM when set, else the one this build made.
 class GatewaySim {
  public:
   // Starts the simulator with certs' server certificate and key, requiring
-  // client certificates that certs' CA signed unless requireClientCert is
-  // false, and with extraArgs (for example {"--fault", "slow"}) appended.
-  // Throws std::runtime_error when it does not report a port.
-  explicit GatewaySim(const TestCertificates& certs, const std::vector<std::string>& extraArgs = {},
-                      bool requireClientCert = true);
+  // client certificates that certs' CA signed, and with extraArgs (for
+  // example {"--fault", "slow"}) appended. Throws std::runtime_error when
+  // it does not report a port.
+  explicit GatewaySim(const TestCertificates& certs, const std::vector<std::string>& extraArgs = {});
   // Stops the simulator if it still runs and removes the temporary
   // directory. A simulator that did not exit with 0 fails the current test.
   ~GatewaySim();
@@ -48,17 +47,12 @@ class GatewaySim {
   int stop(int signal = SIGTERM);
 
  protected:
-  void readPortLine();
-  void drainOutput(int timeoutMs);
-
   std::string m_dir;
   std::string m_statsPath;
   std::string m_recordPath;
   pid_t m_pid = -1;
-  int m_output = -1;  // read end of the simulator's standard output
   int m_port = 0;
   int m_exitCode = -1;
-  std::string m_buffered;
 };
 
 #endif  // ZELVAN_TESTS_GATEWAYSIM_H_

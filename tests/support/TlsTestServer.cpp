@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <openssl/err.h>
-#include <openssl/x509.h>
 
 #include <chrono>
 #include <csignal>
@@ -95,9 +94,6 @@ void TlsTestServer::serve(int fd) {
     seen.handshake = true;
     seen.resumed = SSL_session_reused(ssl) == 1;
     seen.version = SSL_version(ssl);
-    X509* peer = SSL_get1_peer_certificate(ssl);
-    seen.clientCertificate = peer != nullptr;
-    X509_free(peer);
     if (m_script) m_script(ssl);
     SSL_shutdown(ssl);
   }

@@ -29,7 +29,6 @@ class TlsTestServer {
     bool handshake = false;  // the handshake completed
     bool resumed = false;    // SSL_session_reused() after it
     int version = 0;         // SSL_version() after it
-    bool clientCertificate = false;
   };
 
   using Script = std::function<void(SSL*)>;

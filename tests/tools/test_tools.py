@@ -63,17 +63,6 @@ class EveryProgramTest(unittest.TestCase):
         self.assertEqual({m for n, m in modes.items() if n not in ("ca.pem", "server.pem", "other-ca.pem")},
                          {0o600})
 
-    def test_simulator_takes_values_after_an_equals_sign(self):
-        with TestCertificates(CERTGEN) as certs:
-            with tempfile.TemporaryDirectory() as cwd:
-                done = run(SIM, "--cert=" + certs.path("server.pem"), "--key", certs.path("server-key.pem"),
-                           "--port=70000", cwd=cwd)
-                self.assertEqual(done.returncode, 64)
-                self.assertIn("bad number for --port: 70000", done.stderr)
-            # The helper itself starts the simulator with --port 0; here the = form.
-            with GatewaySim(SIM, certs, ["--idle-timeout=5", "--fault=none"]) as sim:
-                self.assertGreater(sim.port, 0)
-
 
 class TxnTest(unittest.TestCase):
     """zelvan-txn's outcomes, each against a simulator of its own."""

@@ -72,10 +72,7 @@ TEST_F(DebugLog, StandardOutputLinesFollowGVerbose) {
   logDebugMessage(&toStdout, "to stdout");
   logDebugPrintf(&closed, "\t\t\tTrying Server [%s]", longText.c_str());
   std::string out = GetCapturedStdout();
-  std::smatch m;
-  ASSERT_TRUE(std::regex_search(out, m, kLine, std::regex_constants::match_continuous)) << out;
-  EXPECT_EQ(m[2], "00000007");
-  EXPECT_EQ(m[3], "to stdout");
+  EXPECT_NE(out.find("\t[00000007]\tto stdout\r\n"), std::string::npos) << out;
   EXPECT_NE(out.find("\t\t\tTrying Server [" + longText + "]\r\n"), std::string::npos);
 
   gVerbose = 0;

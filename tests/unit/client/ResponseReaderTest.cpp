@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <filesystem>
 #include <initializer_list>
 #include <string>
 #include <vector>
@@ -12,6 +11,7 @@
 #include "SessionStoreGuard.h"
 #include "TestCertificates.h"
 #include "TlsTestServer.h"
+#include "clientTestSupport.h"
 #include "debugLog.h"
 #include "gatewayMessage.h"
 #include "responseReader.h"
@@ -36,15 +36,11 @@ void expectOnce(const std::string& log, std::initializer_list<const char*> lines
 class ResponseReaderTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    m_dir = TestCertificates::makeTempDir("zv-reader-");
-    snprintf(theDebugFileName, sizeof theDebugFileName, "%s/debug.log", m_dir.c_str());
+    snprintf(theDebugFileName, sizeof theDebugFileName, "%s", m_dir.file("debug.log").c_str());
     isDebugOn = 1;
     isDebugToStdOut = 0;
   }
-  void TearDown() override {
-    isDebugOn = 0;
-    std::filesystem::remove_all(m_dir);
-  }
+  void TearDown() override { isDebugOn = 0; }
 
   // Returns the reply text, or "(null)" when none was read.
   std::string readReply(TlsTestServer::Script script, int timeoutSeconds) {
@@ -62,7 +58,7 @@ class ResponseReaderTest : public ::testing::Test {
   std::string log() { return readFile(theDebugFileName); }
 
   SessionStoreGuard m_store{certs()};
-  std::string m_dir;
+  TempDir m_dir;
   double m_seconds = 0;
 };
 

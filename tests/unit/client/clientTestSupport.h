@@ -1,23 +1,19 @@
 #ifndef ZELVAN_TESTS_CLIENTTESTSUPPORT_H_
 #define ZELVAN_TESTS_CLIENTTESTSUPPORT_H_
 
-#include <stdlib.h>
-
 #include <filesystem>
 #include <string>
 #include <vector>
 
+#include "TestCertificates.h"
 #include "debugLog.h"
 #include "testText.h"
 #include "zelvanclient.h"
 
-// A directory under /tmp for one test, removed with everything in it.
+// A temporary directory for one test, removed with everything in it.
 class TempDir {
  public:
-  TempDir() {
-    char pattern[] = "/tmp/zvclientXXXXXX";
-    if (mkdtemp(pattern) != nullptr) path_ = pattern;
-  }
+  TempDir() : path_(TestCertificates::makeTempDir("zv-client-")) {}
   ~TempDir() { std::filesystem::remove_all(path_); }
   std::string file(const std::string& name) const { return path_ + "/" + name; }
   const std::string& path() const { return path_; }

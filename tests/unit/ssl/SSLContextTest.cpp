@@ -14,6 +14,8 @@ namespace {
 
 const TestCertificates& certs() { return TestCertificates::shared(); }
 
+const char kBadCert[] = "ZV_SSL_CTX_BAD_CERT_OR_KEY: The certificate, key or password is corrupt.";
+
 class SSLContextTest : public ::testing::Test {
  protected:
   SessionStoreGuard m_store{certs()};
@@ -31,18 +33,34 @@ std::string loadError(const std::string& path, const std::string& password) {
 
 }  // namespace
 
-TEST_F(SSLContextTest, LoadsPemAndPkcs12WhateverTheExtension) {
+// A file loads as PKCS#12 or PEM whatever its name says, or fails with the
+// reason's code; an empty expected error means it loads.
+TEST_F(SSLContextTest, LoadsPemAndPkcs12WhateverTheExtensionOrReportsWhyNot) {
   const std::string wrong = certs().wrongPassword();
+  const std::string pw = certs().password();
   struct {
-    std::string path, password;
+    std::string path, password, error;
   } cases[] = {
-      {certs().clientPem(), certs().password()},
-      {certs().clientPlainPem(), ""},
-      {certs().clientPlainPem(), wrong},  // an unencrypted key needs no password
-      {certs().clientP12(), certs().password()},
-      {certs().clientPemAsP12(), certs().password()},  // read as PKCS#12 first, then as PEM
+      {certs().clientPem(), pw, ""},
+      {certs().clientPlainPem(), "", ""},
+      {certs().clientPlainPem(), wrong, ""},  // an unencrypted key needs no password
+      {certs().clientP12(), pw, ""},
+      {certs().clientPemAsP12(), pw, ""},  // read as PKCS#12 first, then as PEM
+      {certs().clientPem(), wrong, kBadCert},
+      {certs().clientP12(), wrong, kBadCert},
+      {certs().clientPemAsP12(), wrong, kBadCert},
+      {certs().dir() + "/missing.pem", pw, kBadCert},
+      {certs().caCert(), pw, kBadCert},  // a certificate without its key
+      {certs().clientNotYetValid(), pw,
+       "ZV_SSL_CTX_NOT_BEFORE_DATE_FAIL: This certificate can not be used yet - check valid from date."},
+      {certs().clientExpired(), pw,
+       "ZV_SSL_CTX_NOT_AFTER_DATE_FAIL: This certificate has expired - check valid to date."},
   };
   for (auto& c : cases) {
+    if (!c.error.empty()) {
+      EXPECT_EQ(loadError(c.path, c.password), c.error) << c.path;
+      continue;
+    }
     BSSLContext ctx(c.path.c_str(), c.password.c_str(), "", "client");
     SSL* ssl = ctx.getSSLObject();
     ASSERT_NE(ssl, nullptr) << c.path;
@@ -50,26 +68,6 @@ TEST_F(SSLContextTest, LoadsPemAndPkcs12WhateverTheExtension) {
     EXPECT_EQ(ctx.getSSLObject(), ssl) << "the connection object is built once";
     EXPECT_STREQ(ctx.getError(), "No error message for error number") << c.path;
   }
-}
-
-TEST_F(SSLContextTest, ReportsUnusableCertificatesByCode) {
-  const std::string badCert = "ZV_SSL_CTX_BAD_CERT_OR_KEY: The certificate, key or password is corrupt.";
-  const std::string wrong = certs().wrongPassword();
-  const std::string pw = certs().password();
-  struct {
-    std::string path, password, error;
-  } cases[] = {
-      {certs().clientPem(), wrong, badCert},
-      {certs().clientP12(), wrong, badCert},
-      {certs().clientPemAsP12(), wrong, badCert},
-      {certs().dir() + "/missing.pem", pw, badCert},
-      {certs().caCert(), pw, badCert},  // a certificate without its key
-      {certs().clientNotYetValid(), pw,
-       "ZV_SSL_CTX_NOT_BEFORE_DATE_FAIL: This certificate can not be used yet - check valid from date."},
-      {certs().clientExpired(), pw,
-       "ZV_SSL_CTX_NOT_AFTER_DATE_FAIL: This certificate has expired - check valid to date."},
-  };
-  for (auto& c : cases) EXPECT_EQ(loadError(c.path, c.password), c.error) << c.path;
 }
 
 TEST_F(SSLContextTest, PasswordCallbackCopiesAtMostTheBufferSize) {
@@ -125,9 +123,7 @@ TEST_F(SSLContextTest, LoadsLegacyPkcs12AndSendsTheChainThatComesWithTheCertific
     ASSERT_NE(ctx.getSSLObject(), nullptr) << c.name;
     EXPECT_EQ(chainLength(ctx), 1) << c.name;
     if (!c.password.empty()) {
-      EXPECT_EQ(loadError(path, certs().wrongPassword()),
-                "ZV_SSL_CTX_BAD_CERT_OR_KEY: The certificate, key or password is corrupt.")
-          << c.name;
+      EXPECT_EQ(loadError(path, certs().wrongPassword()), kBadCert) << c.name;
     }
   }
 
