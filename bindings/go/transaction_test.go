@@ -10,6 +10,7 @@ import (
 	"errors"
 	"fmt"
 	"os"
+	"os/exec"
 	"path/filepath"
 	"strings"
 	"testing"
@@ -157,5 +158,15 @@ func TestClosedTransactionRefusesEveryCall(t *testing.T) {
 	}
 	if _, err := tx.Execute(context.Background()); err != zelvan.ErrClosed {
 		t.Errorf("Execute after Close: %v", err)
+	}
+}
+
+func TestExamplePurchase(t *testing.T) {
+	out, err := exec.Command("go", "run", "./examples/purchase", "-server", "127.0.0.1", "-port",
+		os.Getenv("ZV_SIM_PORT"), "-certificate", certificate("client.p12"), "-password",
+		os.Getenv("ZV_CERT_PASSWORD"), "-ca-file", certificate("ca.pem"), card, "12.50").CombinedOutput()
+	if err != nil || !strings.Contains(string(out), "approved: APPROVED") ||
+		!strings.Contains(string(out), "card 411111XXXXXX1111") {
+		t.Fatalf("%v\n%s", err, out)
 	}
 }

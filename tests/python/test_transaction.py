@@ -1,10 +1,12 @@
 """The Python binding driving real transactions against the gateway simulator.
 
 Environment: ZELVAN_LIBRARY (the library under test), ZV_GATEWAY_SIM,
-ZV_CERTGEN.
+ZV_CERTGEN, ZV_PYTHON_EXAMPLES (bindings/python/examples).
 """
 
 import os
+import subprocess
+import sys
 import unittest
 
 import zelvan
@@ -12,6 +14,7 @@ from gateway_sim import GatewaySim, TestCertificates
 
 SIM = os.environ["ZV_GATEWAY_SIM"]
 CERTGEN = os.environ["ZV_CERTGEN"]
+EXAMPLES = os.environ["ZV_PYTHON_EXAMPLES"]
 
 
 class SimulatorTest(unittest.TestCase):
@@ -83,6 +86,16 @@ class ExecuteTest(SimulatorTest):
             failure = raised.exception
             self.assertEqual((failure.error, failure.result), ("SIMULATED GATEWAY ERROR", "2"))
             self.assertTrue(failure.outcome.completed)
+
+    def test_example_script_runs_a_purchase(self):
+        sim = self.simulator()
+        command = [sys.executable, os.path.join(EXAMPLES, "purchase.py"), "--server", "127.0.0.1",
+                   "--port", str(sim.port), "--certificate", self.certs.client_p12,
+                   "--password", TestCertificates.PASSWORD, "--ca-file", self.certs.ca, "4111111111111111", "12.50"]
+        done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+        self.assertEqual(done.returncode, 0, done.stdout)
+        self.assertIn("approved: APPROVED", done.stdout)
+        self.assertIn("card 411111XXXXXX1111", done.stdout)
 
 
 class BundleTest(unittest.TestCase):

@@ -97,6 +97,18 @@ function testFieldsTheMessageCannotCarryAreRefused(): void
     check($t->fields(true) === ['_CERTIFICATEPASSWORD' => 'pa=ss'], 'local field with "="');
 }
 
+function testExamplePurchase(): void
+{
+    $dir = getenv('ZV_CERT_DIR');
+    $command = [PHP_BINARY, __DIR__ . '/../examples/purchase.php', '--server', '127.0.0.1', '--port', getenv('ZV_SIM_PORT'),
+        '--certificate', "$dir/client.p12", '--password', getenv('ZV_CERT_PASSWORD'), '--ca-file', "$dir/ca.pem", CARD, '12.50'];
+    $process = proc_open($command, [1 => ['pipe', 'w']], $pipes);
+    $output = stream_get_contents($pipes[1]);
+    fclose($pipes[1]);
+    check(proc_close($process) === 0, "example exit status: $output");
+    check(str_contains($output, 'approved: APPROVED') && str_contains($output, 'card 411111XXXXXX1111'), "example output: $output");
+}
+
 $failed = 0;
 foreach (get_defined_functions()['user'] as $function) {
     if (str_starts_with($function, 'test')) {
