@@ -35,13 +35,14 @@ const int kConnectTimeoutMs = 5000;
 // Everything one exchange holds while it runs, handed to the clean-up.
 struct Exchange {
   txn* t;
-  BHashTable* bundle;
   BSSLContext* ctx = nullptr;
   BSocket* socket = nullptr;
-  int fd = -1;
   int64_t mark;
 
-  explicit Exchange(txn* handle) : t(handle), bundle(handle->bundle), mark(GetTickCount()) {}
+  explicit Exchange(txn* handle) : t(handle), mark(GetTickCount()) {}
+
+  // The connected socket's descriptor, or -1 without a socket.
+  int descriptor() { return socket != nullptr ? socket->getSocket() : -1; }
 
   // Milliseconds since the previous mark; moves the mark forward.
   int64_t lap() {
@@ -53,7 +54,7 @@ struct Exchange {
 
   void log(const char* text) { logDebugMessage(t, text); }
 
-  void cleanUp() { cleanUpAfterDoTransaction(t, ctx, fd, socket); }
+  void cleanUp() { cleanUpAfterDoTransaction(t, ctx, descriptor(), socket); }
 
   // Clean-up, then returns false: the end of a step that failed after a
   // server was connected and has recorded why.
@@ -83,14 +84,14 @@ struct Exchange {
   }
 
   std::string field(const char* name) {
-    const char* value = bundle->get(name);
+    const char* value = t->bundle->get(name);
     return value ? value : "";
   }
 
   // The bundle's text form without the "_" fields, then the end marker.
   // The caller deletes the result.
   BString* message() {
-    BString* text = bundle->toString("_");
+    BString* text = t->bundle->toString("_");
     if (text == nullptr) return trackNew(new BString(kEndMarker), "empty trans message");
     text->append(kEndMarker);
     return text;
@@ -125,7 +126,6 @@ struct Exchange {
   void releaseSocket() {
     trackDelete(socket);
     socket = nullptr;
-    fd = -1;
   }
 };
 
@@ -216,25 +216,25 @@ ServerOutcome tryServer(Exchange& x, int index, int port, const Credentials& c) 
   char name[32];
   snprintf(name, sizeof name, "SERVER%i", index);
   std::string server = x.field(name);
-  x.bundle->put("SERVER", server.c_str());
+  x.t->bundle->put("SERVER", server.c_str());
   logDebugPrintf(x.t, "\t\t\tTrying Server [%s]", server.c_str());
 
   for (bool offerSession = true;; offerSession = false) {
     std::string peer;
     ServerOutcome opened = openConnection(x, server, port, c, &peer);
     if (opened != ServerOutcome::kConnected) return opened;
-    x.fd = x.socket->getSocket();
-    sendWithoutDelay(x.fd);
+    int fd = x.descriptor();
+    sendWithoutDelay(fd);
     sslSetPeer(x.ctx, server.c_str(), c.checkHostName);
-    bool offered = sslAttach(x.ctx, x.fd, offerSession);
+    bool offered = sslAttach(x.ctx, fd, offerSession);
     std::string why;
-    SslHandshakeOutcome outcome = sslHandshake(x.ctx, x.fd, kConnectTimeoutMs, &why);
+    SslHandshakeOutcome outcome = sslHandshake(x.ctx, fd, kConnectTimeoutMs, &why);
     x.socket->setNonBlocking();
     if (outcome == kSslHandshakeCompleted) {
       // An earlier server's failure is no longer the outcome.
-      x.bundle->remove("ERROR");
-      x.bundle->remove("ERROR_DETAIL");
-      x.bundle->remove("RESULT");
+      x.t->bundle->remove("ERROR");
+      x.t->bundle->remove("ERROR_DETAIL");
+      x.t->bundle->remove("RESULT");
       return ServerOutcome::kConnected;
     }
     x.releaseSocket();
@@ -272,11 +272,11 @@ bool DoTransaction(void* handle) {
 
   Credentials credentials = {x.field("_CERTIFICATEPATH"), x.field("_CERTIFICATEPASSWORD"),
                              x.field("_CAFILE"), x.field("CLIENTID"),
-                             !sameTextNoCase(x.bundle->get("_VERIFYHOST"), "OFF")};
+                             !sameTextNoCase(x.t->bundle->get("_VERIFYHOST"), "OFF")};
   int serverCount = atoi(x.field("SERVERCOUNT").c_str());
   // A missing type is no status check, so that the parameter check can
   // report it.
-  bool statusCheck = sameTextNoCase(x.bundle->get("TRANSACTIONTYPE"), "STATUS");
+  bool statusCheck = sameTextNoCase(x.t->bundle->get("TRANSACTIONTYPE"), "STATUS");
   int64_t initTime = x.lap();
 
   x.log("\t\tOpening Socket...");
@@ -350,10 +350,10 @@ bool DoTransaction(void* handle) {
            static_cast<unsigned long>(initTime), static_cast<unsigned long>(socketTime),
            static_cast<unsigned long>(certTime), static_cast<unsigned long>(wireTime),
            static_cast<unsigned long>(moreWireTime), static_cast<unsigned long>(cleanupTime));
-  x.bundle->put("TIMINGS", static_cast<const char*>(text));
+  x.t->bundle->put("TIMINGS", static_cast<const char*>(text));
   snprintf(text, sizeof text, "%d keys - %d objects", get_ssl_key_count(),
            get_ssl_object_count());
-  x.bundle->put("NUM_SSL_OBJECTS", static_cast<const char*>(text));
+  x.t->bundle->put("NUM_SSL_OBJECTS", static_cast<const char*>(text));
   return true;
 }
 
