@@ -2,7 +2,7 @@
 
 TestCertificates writes a certificate set with zelvan-certgen into a
 temporary directory; GatewaySim runs zelvan-gateway-sim with them on a free
-port of 127.0.0.1. Both are context managers that leave nothing behind: the
+port of 127.0.0.1; SimulatorTestCase gives tests both. Both are context managers that leave nothing behind: the
 simulator is stopped, the directory removed, and the System V shared-memory
 segments that clients created for the certificate files (the SSL session
 store) are removed with it, by zelvan-session-key from beside
@@ -14,9 +14,11 @@ import pathlib
 import re
 import shutil
 import signal
+import socket
 import subprocess
 import tempfile
 import time
+import unittest
 
 class TestCertificates:
     """A CA, a server certificate for 127.0.0.1 and client certificates.
@@ -122,3 +124,26 @@ class GatewaySim:
         status = self.stop()
         if status != 0 and exc_type is None:
             raise RuntimeError("the gateway simulator exited with status %d" % status)
+
+
+class SimulatorTestCase(unittest.TestCase):
+    """Tests with a certificate set for the class ($ZV_CERTGEN writes it)
+    and simulators ($ZV_GATEWAY_SIM) that each test starts for itself."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.certs = TestCertificates(os.environ["ZV_CERTGEN"])
+        cls.addClassCleanup(cls.certs.close)
+
+    def simulator(self, *args):
+        """A simulator with args, stopped (and checked) when the test ends."""
+        sim = GatewaySim(os.environ["ZV_GATEWAY_SIM"], self.certs, args)
+        self.addCleanup(sim.__exit__, None)
+        return sim
+
+
+def free_port():
+    """A port of 127.0.0.1 that nothing listened on a moment ago."""
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
