@@ -13,16 +13,15 @@ import sys
 import time
 import unittest
 
-from gateway_sim import GatewaySim, TestCertificates
+from gateway_sim import GatewaySim, SimulatorTestCase, TestCertificates
 
 BIN = os.environ["ZV_EXAMPLES_BIN"]
 
 
-class ExamplesTest(unittest.TestCase):
+class ExamplesTest(SimulatorTestCase):
     @classmethod
     def setUpClass(cls):
-        cls.certs = TestCertificates(os.environ["ZV_CERTGEN"])
-        cls.addClassCleanup(cls.certs.close)
+        super().setUpClass()
         cls.sim = GatewaySim(os.environ["ZV_GATEWAY_SIM"], cls.certs)
         cls.addClassCleanup(cls.sim.__exit__, None)
         cls.env = dict(os.environ, ZELVAN_CERT_PASSWORD=TestCertificates.PASSWORD)
@@ -38,7 +37,7 @@ class ExamplesTest(unittest.TestCase):
     def c(self, name):
         return os.path.join(BIN, "example_" + name)
 
-    def test_purchase_then_its_status_then_a_refund(self):
+    def test_purchase_status_refund_and_failover(self):
         out = self.run_example(self.c("purchase"))
         self.assertIn("approved: APPROVED", out)
         self.assertIn("card 411111XXXXXX1111", out)
@@ -49,8 +48,6 @@ class ExamplesTest(unittest.TestCase):
         self.assertIn("declined: DO NOT HONOUR",
                       self.run_example(self.c("purchase"), "4000000000000002", "1.00", status=1))
         self.assertIn("refund approved", self.run_example(self.c("refund"), "example-purchase", "2.50"))
-
-    def test_failover_reaches_the_second_server(self):
         # Nothing listens on 127.0.0.2: the first server refuses the connection.
         out = self.run_example(self.c("failover"), servers="127.0.0.2, 127.0.0.1")
         self.assertIn("servers to try: 2", out)

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <thread>
@@ -32,21 +33,14 @@ class KillableSim : public GatewaySim {
   }
 };
 
-size_t openDescriptors() {
-  size_t count = 0;
-  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-    (void)entry;
-    ++count;
-  }
-  return count;
-}
+long openDescriptors() { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); }
 
 }  // namespace
 
 TEST(Outage, TransactionsFailCleanlyDuringAnOutageAndSucceedAfterIt) {
   TestCertificates certs;
   SessionStoreGuard store(certs);
-  size_t descriptorsBefore = openDescriptors();
+  long descriptorsBefore = openDescriptors();
 
   auto sim = std::make_unique<KillableSim>(certs);
   int port = sim->port();

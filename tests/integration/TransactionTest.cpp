@@ -1,6 +1,4 @@
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <memory>
@@ -76,15 +74,6 @@ TEST_F(Transaction, PurchaseSendsTwoMessagesOnOneConnection) {
   EXPECT_NE(messages[1].find("TXNREFERENCE=" + session.field("TXNREFERENCE")), std::string::npos);
 }
 
-TEST_F(Transaction, RefundSucceeds) {
-  GatewaySim& sim = gateway();
-  MerchantTxn& session = merchant();
-  session.purchase(MerchantTxn::kApprovedCard, "REFUND");
-  EXPECT_EQ(session.execute(), 1) << session.field("ERROR");
-  EXPECT_EQ(session.field("RESULT"), "0");
-  EXPECT_EQ(sim.stat("messages"), 2);
-}
-
 TEST_F(Transaction, FailsOverToTheNextServer) {
   gateway();
   // 127.0.0.2 is loopback too, but the simulator listens on 127.0.0.1 only.
@@ -101,18 +90,6 @@ TEST_F(Transaction, FailsOverToTheNextServer) {
   EXPECT_NE(log.find("Trying Server [127.0.0.1]"), std::string::npos);
 }
 
-TEST_F(Transaction, NoServerAcceptingGivesTheSocketError) {
-  gateway();
-  MerchantTxn& session = merchant();
-  setServers(session.handle(), "127.0.0.2;127.0.0.3");
-  session.purchase();
-  EXPECT_EQ(session.execute(), 0);
-  EXPECT_EQ(session.field("ERROR"), "UNABLE TO CONNECT - COULD NOT OPEN SOCKET");
-  EXPECT_EQ(session.field("RESULT"), "-1");
-  EXPECT_EQ(session.field("ERROR_DETAIL").rfind("ZV_", 0), 0u);
-  EXPECT_EQ(session.field("CARDDATA"), "411111XXXXXX1111");
-}
-
 TEST_F(Transaction, UnusableCertificateStopsBeforeTheHandshake) {
   GatewaySim& sim = gateway();
   MerchantTxn& session = merchant();
@@ -126,17 +103,6 @@ TEST_F(Transaction, UnusableCertificateStopsBeforeTheHandshake) {
   // No clean-up runs on this path: the card data stay as they were.
   EXPECT_EQ(session.field("CARDDATA"), "4111111111111111");
   EXPECT_EQ(sim.stat("handshakes_full"), 0);
-}
-
-TEST_F(Transaction, RefusedHandshakeCannotNegotiate) {
-  gateway();
-  MerchantTxn& session = merchant();
-  put_CertificatePath(session.handle(), certs_.otherClientPem().c_str());
-  session.purchase();
-  EXPECT_EQ(session.execute(), 0);
-  EXPECT_EQ(session.field("ERROR"), "UNABLE TO CONNECT - COULD NOT NEGOTIATE SSL");
-  EXPECT_EQ(session.field("RESULT"), "-1");
-  EXPECT_EQ(session.field("CVC2"), "****");
 }
 
 TEST_F(Transaction, MissingEssentialFieldsAreReported) {
@@ -203,25 +169,6 @@ TEST_F(Transaction, GatewayFaultsEndWithTheirErrors) {
   }
 }
 
-TEST_F(Transaction, RepliesInSmallPiecesAreAssembled) {
-  gateway({"--fault", "slow", "--chunk-bytes", "5", "--chunk-delay-ms", "5"});
-  MerchantTxn& session = merchant();
-  session.purchase();
-  EXPECT_EQ(session.execute(), 1) << session.field("ERROR");
-  EXPECT_EQ(session.field("RESULT"), "0");
-}
-
-TEST_F(Transaction, LostFinalResponseIsRescuedByAStatusCheck) {
-  GatewaySim& sim = gateway({"--fault", "close-before-final", "--fault-connections", "1"});
-  MerchantTxn& session = merchant();
-  session.purchase();
-  EXPECT_EQ(session.execute(), 1) << session.field("ERROR");
-  EXPECT_EQ(session.field("TRANSACTIONTYPE"), "STATUS");
-  EXPECT_EQ(session.field("RESULT"), "0");
-  EXPECT_EQ(sim.stat("connections"), 2);
-  EXPECT_EQ(sim.stat("messages_STATUS"), 1);
-}
-
 TEST_F(Transaction, EveryStatusCheckFailingGivesFourExchanges) {
   GatewaySim& sim = gateway({"--fault", "close-before-final", "--status-fault", "close-before-final"});
   MerchantTxn& session = merchant();
@@ -230,29 +177,6 @@ TEST_F(Transaction, EveryStatusCheckFailingGivesFourExchanges) {
   EXPECT_EQ(sim.stat("connections"), 4);
   EXPECT_EQ(sim.stat("messages_STATUS"), 3);
   EXPECT_EQ(session.field("RESULT"), "-1");
-}
-
-TEST_F(Transaction, AnotherProcessResumesTheStoredSession) {
-  GatewaySim& sim = gateway();
-  auto runCli = [&]() {
-    pid_t pid = fork();
-    if (pid == 0) {
-      setenv("ZELVAN_CERT_PASSWORD", certs_.password().c_str(), 1);
-      std::string port = std::to_string(sim.port());
-      execl(ZV_TXN_PROGRAM, ZV_TXN_PROGRAM, "-s", "127.0.0.1", "-p", port.c_str(), "-c",
-            certs_.clientP12().c_str(), "-a", certs_.caCert().c_str(), "CLIENTID=10000001",
-            "TRANSACTIONTYPE=PURCHASE", "CARDDATA=4111111111111111", static_cast<char*>(nullptr));
-      _exit(127);
-    }
-    int status = 0;
-    waitpid(pid, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  };
-  // Every process after the first resumes: one that ends (and frees its
-  // contexts) leaves the stored session for the next.
-  for (int i = 0; i < 3; i++) EXPECT_EQ(runCli(), 0);
-  EXPECT_TRUE(sim.waitForStat("handshakes_resumed", 2));
-  EXPECT_EQ(sim.stat("handshakes_full"), 1);
 }
 
 TEST_F(Transaction, BusyPoolGivesNoContextAndTriesNoOtherServer) {

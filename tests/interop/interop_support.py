@@ -27,7 +27,7 @@ import threading
 import time
 
 from commands import run
-from gateway_sim import TestCertificates
+from gateway_sim import TestCertificates, free_port
 
 PASSWORD = TestCertificates.PASSWORD
 END_MARKER = b"\r\nEND\r\n\r\n"
@@ -75,12 +75,6 @@ class InteropCertificates(TestCertificates):
                    "-certfile", self.path("int-ca.pem"), "-out", self.path("chain.p12")])
         parts = ("chain-client.pem", "int-ca.pem", "chain-client-key.pem")
         pathlib.Path(self.path("chain.pem")).write_text("".join(pathlib.Path(self.path(p)).read_text() for p in parts))
-
-
-def free_port():
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
 
 
 def answer(data, send):

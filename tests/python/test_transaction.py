@@ -10,26 +10,12 @@ import sys
 import unittest
 
 import zelvan
-from gateway_sim import GatewaySim, TestCertificates
+from gateway_sim import SimulatorTestCase, TestCertificates
 
-SIM = os.environ["ZV_GATEWAY_SIM"]
-CERTGEN = os.environ["ZV_CERTGEN"]
 EXAMPLES = os.environ["ZV_PYTHON_EXAMPLES"]
 
 
-class SimulatorTest(unittest.TestCase):
-    """A certificate set for the class; each test starts the simulators it needs."""
-
-    @classmethod
-    def setUpClass(cls):
-        cls.certs = TestCertificates(CERTGEN)
-        cls.addClassCleanup(cls.certs.close)
-
-    def simulator(self, *args):
-        sim = GatewaySim(SIM, self.certs, args)
-        self.addCleanup(sim.__exit__, None)
-        return sim
-
+class SimulatorTest(SimulatorTestCase):
     def purchase(self, sim, card="4111111111111111", password=TestCertificates.PASSWORD):
         """A Transaction set up for a purchase at sim."""
         t = zelvan.Transaction()

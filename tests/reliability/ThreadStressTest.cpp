@@ -1,13 +1,17 @@
 // Many threads of one process purchasing at once, each with its own txn,
-// against one gateway: every purchase is approved. Half of the threads log
-// to files of their own, so that the shared log settings are exercised too.
+// while eight other processes purchase through the same certificate (so
+// through one session store) against the same gateway: every purchase is
+// approved, and the gateway receives exactly the messages the clients
+// sent, two per purchase. Half of the threads log to files of their own,
+// so that the shared log settings are exercised too.
 //
 // ZV_STRESS_THREADS (16) and ZV_STRESS_PURCHASES (100 per thread) size the
-// run; repeat it with --gtest_repeat=N.
+// threads' part; repeat it with --gtest_repeat=N.
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <cstdlib>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -16,6 +20,7 @@
 #include "MerchantTxn.h"
 #include "SessionStoreGuard.h"
 #include "TestCertificates.h"
+#include "TxnLoop.h"
 
 namespace {
 
@@ -27,13 +32,20 @@ int fromEnvironment(const char* name, int fallback) {
 
 }  // namespace
 
-TEST(ThreadStress, EveryThreadWithItsOwnTxnGetsEveryPurchaseApproved) {
+TEST(ThreadStress, EveryThreadAndProcessGetsEveryPurchaseApproved) {
   const int threads = fromEnvironment("ZV_STRESS_THREADS", 16);
   const int purchases = fromEnvironment("ZV_STRESS_PURCHASES", 100);
+  constexpr int kProcesses = 8;
+  constexpr int kProcessPurchases = 100;
   TestCertificates certs;
   SessionStoreGuard store(certs);
   GatewaySim sim(certs);
 
+  std::vector<std::unique_ptr<TxnLoop>> loops;
+  for (int i = 0; i < kProcesses; ++i) {
+    loops.push_back(std::make_unique<TxnLoop>(ZV_TXN_LOOP_PATH, certs, sim.port(),
+                                              std::vector<std::string>{"--count", std::to_string(kProcessPurchases)}));
+  }
   std::atomic<int> approved{0};
   std::vector<std::string> failures(threads);
   std::vector<std::thread> workers;
@@ -54,9 +66,17 @@ TEST(ThreadStress, EveryThreadWithItsOwnTxnGetsEveryPurchaseApproved) {
     });
   }
   for (std::thread& worker : workers) worker.join();
+  for (auto& loop : loops) {
+    TxnLoop::Result run = loop->finish();
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(run.summary["approved"], kProcessPurchases) << run.output;
+  }
 
   for (int n = 0; n < threads; n++) EXPECT_EQ(failures[n], "") << "thread " << n;
   EXPECT_EQ(approved.load(), threads * purchases);
-  EXPECT_EQ(sim.stat("approved"), threads * purchases);
-  EXPECT_EQ(sim.stat("messages"), 2 * threads * purchases);
+  const long total = threads * purchases + kProcesses * kProcessPurchases;
+  EXPECT_EQ(sim.stat("approved"), total);
+  EXPECT_EQ(sim.stat("messages"), 2 * total);
+  EXPECT_EQ(sim.stat("connections"), total);
+  EXPECT_EQ(sim.stat("handshakes_failed"), 0);
 }

@@ -26,14 +26,10 @@ namespace {
 constexpr int kStartTimeoutMs = 20000;  // generous: sanitizer builds start slowly
 constexpr int kStopTimeoutMs = 10000;
 
+// $ZV_GATEWAY_SIM, or the simulator this build made.
 std::string program() {
   const char* fromEnvironment = std::getenv("ZV_GATEWAY_SIM");
-  if (fromEnvironment && *fromEnvironment) return fromEnvironment;
-#ifdef ZV_GATEWAY_SIM_PATH
-  return ZV_GATEWAY_SIM_PATH;
-#else
-  return "zelvan-gateway-sim";
-#endif
+  return fromEnvironment && *fromEnvironment ? fromEnvironment : ZV_GATEWAY_SIM_PATH;
 }
 
 }  // namespace

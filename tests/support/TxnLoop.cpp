@@ -3,7 +3,7 @@
 #include <sys/wait.h>
 
 #include <cstdlib>
-#include <sstream>
+#include <regex>
 #include <stdexcept>
 
 #include "TestCertificates.h"
@@ -13,15 +13,14 @@ namespace {
 // Single quotes for the shell; the paths of tests hold no quote.
 std::string quoted(const std::string& text) { return "'" + text + "'"; }
 
+// The NAME=NUMBER counters of the last summary line.
 std::map<std::string, long> summaryOf(const std::string& output) {
   std::map<std::string, long> counters;
   size_t line = output.rfind("transactions=");
   if (line == std::string::npos) return counters;
-  std::istringstream words(output.substr(line));
-  std::string word;
-  while (words >> word) {
-    size_t equals = word.find('=');
-    if (equals != std::string::npos) counters[word.substr(0, equals)] = std::atol(word.c_str() + equals + 1);
+  static const std::regex counter(R"((\w+)=(\d+))");
+  for (std::sregex_iterator it(output.begin() + line, output.end(), counter), end; it != end; ++it) {
+    counters[(*it)[1]] = std::stol((*it)[2]);
   }
   return counters;
 }

@@ -2,7 +2,7 @@
 
 TestCertificates writes a certificate set with zelvan-certgen into a
 temporary directory; GatewaySim runs zelvan-gateway-sim with them on a free
-port of 127.0.0.1. Both are context managers that leave nothing behind: the
+port of 127.0.0.1; SimulatorTestCase gives tests both. Both are context managers that leave nothing behind: the
 simulator is stopped, the directory removed, and the System V shared-memory
 segments that clients created for the certificate files (the SSL session
 store) are removed with it, by zelvan-session-key from beside
@@ -10,12 +10,15 @@ zelvan-certgen.
 """
 
 import os
-import select
+import pathlib
+import re
 import shutil
 import signal
+import socket
 import subprocess
 import tempfile
 import time
+import unittest
 
 class TestCertificates:
     """A CA, a server certificate for 127.0.0.1 and client certificates.
@@ -75,9 +78,12 @@ class GatewaySim:
 
     def __init__(self, program, certs, extra_args=()):
         self.stats_path = certs.path("sim-stats-%d.txt" % id(self))
+        self._output = pathlib.Path(certs.path("sim-output-%d.txt" % id(self)))
         command = [program, "--cert", certs.path("server.pem"), "--key", certs.path("server-key.pem"),
                    "--ca", certs.ca, "--port", "0", "--stats", self.stats_path, *extra_args]
-        self._process = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        # Output goes to a file, which never fills up as an unread pipe would.
+        with self._output.open("wb") as output:
+            self._process = subprocess.Popen(command, stdout=output, stderr=subprocess.STDOUT)
         self._exit_status = None
         try:
             self.port = self._read_port()
@@ -87,41 +93,27 @@ class GatewaySim:
 
     def _read_port(self):
         deadline = time.monotonic() + 20
-        line = b""
-        while not line.endswith(b"\n"):
-            remaining = deadline - time.monotonic()
-            ready, _, _ = select.select([self._process.stdout], [], [], max(remaining, 0))
-            if not ready:
-                raise RuntimeError("the gateway simulator printed no port")
-            # Unbuffered, so that select() sees every byte still unread.
-            byte = os.read(self._process.stdout.fileno(), 1)
-            if not byte:
-                raise RuntimeError("the gateway simulator exited: %s"
-                                   % self._process.stderr.read().decode(errors="replace"))
-            line += byte
-        words = line.split()
-        if len(words) != 2 or words[0] != b"LISTENING":
-            raise RuntimeError("unexpected first line from the gateway simulator: %r" % line)
-        return int(words[1])
+        while True:
+            output = self._output.read_text(errors="replace")
+            if found := re.search(r"^LISTENING (\d+)\n", output, re.M):
+                return int(found.group(1))
+            if self._process.poll() is not None or time.monotonic() > deadline:
+                raise RuntimeError("the gateway simulator reported no port:\n" + output)
+            time.sleep(0.01)
 
     def stats(self):
         """The simulator's counters as a dict of ints."""
-        counters = {}
         with open(self.stats_path) as stats:
-            for line in stats:
-                name, _, value = line.strip().partition("=")
-                if name:
-                    counters[name] = int(value)
-        return counters
+            return {name: int(value) for name, _, value in (line.strip().partition("=") for line in stats) if name}
 
     def stop(self):
         if self._exit_status is None:
             self._process.send_signal(signal.SIGTERM)
             try:
-                self._process.communicate(timeout=10)
+                self._process.wait(10)
             except subprocess.TimeoutExpired:
                 self._process.kill()
-                self._process.communicate()
+                self._process.wait()
             self._exit_status = self._process.returncode
         return self._exit_status
 
@@ -132,3 +124,26 @@ class GatewaySim:
         status = self.stop()
         if status != 0 and exc_type is None:
             raise RuntimeError("the gateway simulator exited with status %d" % status)
+
+
+class SimulatorTestCase(unittest.TestCase):
+    """Tests with a certificate set for the class ($ZV_CERTGEN writes it)
+    and simulators ($ZV_GATEWAY_SIM) that each test starts for itself."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.certs = TestCertificates(os.environ["ZV_CERTGEN"])
+        cls.addClassCleanup(cls.certs.close)
+
+    def simulator(self, *args):
+        """A simulator with args, stopped (and checked) when the test ends."""
+        sim = GatewaySim(os.environ["ZV_GATEWAY_SIM"], self.certs, args)
+        self.addCleanup(sim.__exit__, None)
+        return sim
+
+
+def free_port():
+    """A port of 127.0.0.1 that nothing listened on a moment ago."""
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]

@@ -7,13 +7,12 @@ programs under test) and ZV_VERSION (the package version they must report).
 
 import json
 import os
-import socket
 import stat
 import subprocess
 import tempfile
 import unittest
 
-from gateway_sim import GatewaySim, TestCertificates
+from gateway_sim import SimulatorTestCase, TestCertificates, free_port
 
 TXN = os.environ["ZV_TXN"]
 SIM = os.environ["ZV_GATEWAY_SIM"]
@@ -21,12 +20,6 @@ CERTGEN = os.environ["ZV_CERTGEN"]
 SESSION_KEY = os.environ["ZV_SESSION_KEY"]
 VERSION = os.environ["ZV_VERSION"]
 CARD = "4111111111111111"
-
-
-def closed_port():
-    with socket.socket() as s:
-        s.bind(("127.0.0.1", 0))
-        return s.getsockname()[1]
 
 
 def run(*command, env=None, cwd=None):
@@ -64,13 +57,8 @@ class EveryProgramTest(unittest.TestCase):
                          {0o600})
 
 
-class TxnTest(unittest.TestCase):
+class TxnTest(SimulatorTestCase):
     """zelvan-txn's outcomes, each against a simulator of its own."""
-
-    @classmethod
-    def setUpClass(cls):
-        cls.certs = TestCertificates(CERTGEN)
-        cls.addClassCleanup(cls.certs.close)
 
     def txn(self, port, *fields, options=(), env_password=True):
         env = dict(os.environ)
@@ -79,11 +67,6 @@ class TxnTest(unittest.TestCase):
             env["ZELVAN_CERT_PASSWORD"] = TestCertificates.PASSWORD
         return run(TXN, "-s", "127.0.0.1", "-p", str(port), "-c", self.certs.client_p12, "-a", self.certs.ca,
                    *options, "CLIENTID=10000001", *fields, env=env)
-
-    def simulator(self, *args):
-        sim = GatewaySim(SIM, self.certs, args)
-        self.addCleanup(sim.__exit__, None)
-        return sim
 
     def test_exit_status_tells_approved_declined_refused_and_unknown(self):
         sim = self.simulator()
@@ -97,7 +80,7 @@ class TxnTest(unittest.TestCase):
         self.assertIn("RESPONSETEXT=DO NOT HONOUR\n", declined.stdout)
         self.assertIn("declined", declined.stderr)
 
-        refused = self.txn(closed_port(), "TRANSACTIONTYPE=PURCHASE", "CARDDATA=" + CARD, "AMOUNT=1.00")
+        refused = self.txn(free_port(), "TRANSACTIONTYPE=PURCHASE", "CARDDATA=" + CARD, "AMOUNT=1.00")
         self.assertEqual(refused.returncode, 2)
         self.assertIn("UNABLE TO CONNECT - COULD NOT OPEN SOCKET", refused.stderr)
 
