@@ -1,8 +1,7 @@
 // Subclasses written with the documented virtual signatures, each marked
 // override, so that a signature that drifts stops this file compiling;
 // the calls go through base pointers and must reach the subclasses. Links
-// the shared library only, as an application does. (A map written from
-// BMap's interface alone is tests/install/parts/map_part.cpp.)
+// the shared library only, as an application does.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -36,10 +35,15 @@ struct Root : BObject {
   const char* classType() override { return calls.insert("classType"), "BObject:Root"; }
 };
 
-// The text-key slots of an existing map, recorded and passed on.
+// The text-key slots of an existing map, and those that BMap's text form
+// and parser use, recorded and passed on.
 template <class Map>
 struct TextKeys : Map {
   Calls calls;
+  void put(BObject** key, BObject* value, unsigned char ownKey, unsigned char ownValue) override {
+    calls.insert("put object"), Map::put(key, value, ownKey, ownValue);
+  }
+  BVector* getValues() override { return calls.insert("getValues"), Map::getValues(); }
   char* get(char* key) override { return calls.insert("get"), Map::get(key); }
   unsigned char contains(char* key) override { return calls.insert("contains"), Map::contains(key); }
   unsigned char contains(BObject* key) override {
@@ -96,6 +100,10 @@ void useAsMap(BMap* map) {
   delete text;
   map->remove("K");
   EXPECT_EQ(map->get(key), nullptr);
+  EXPECT_EQ(map->addAll("RESULT=0\r\n_LOCAL=1\r\nEND\r\n"), 2);
+  text = map->toString("_");
+  EXPECT_STREQ(text->buffer(), "RESULT=0\r\n");
+  delete text;
 }
 
 }  // namespace
@@ -111,8 +119,10 @@ TEST(Overrides, ObjectSlotsReachTheSubclass) {
   EXPECT_EQ(root.calls, (Calls{"classType", "equals", "hashCode", "setVerbose", "toString"}));
 }
 
-TEST(Overrides, EveryMapTakesTextKeysThroughItsOwnSlots) {
-  const Calls expected{"contains", "contains object", "get", "get", "put", "put", "remove"};
+TEST(Overrides, EveryMapTakesTextKeysAndTextFormsThroughItsOwnSlots) {
+  // put(char*, char*) stores through the object slot too.
+  const Calls expected{"contains", "contains object", "get", "get", "getValues", "getValues", "put", "put",
+                       "put object", "put object", "put object", "put object", "remove"};
   TextKeys<BHashTable> table;
   useAsMap(&table);
   EXPECT_EQ(table.calls, expected);

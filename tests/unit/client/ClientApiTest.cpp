@@ -14,19 +14,6 @@ using testing::internal::CaptureStdout;
 using testing::internal::GetCapturedStdout;
 using Lines = std::vector<std::string>;
 
-TEST(ClientBundle, FlushEmptiesTheBundleButKeepsTheLogSettings) {
-  Handle t;
-  put(t, "AMOUNT", "100");
-  put(t, "AMOUNT", "250");
-  EXPECT_STREQ(get(t, "AMOUNT"), "250");
-  put(t, nullptr, "ignored");
-  put(t, "DEBUG", "ON");
-  EXPECT_EQ(flushBundle(t), t->bundle);
-  EXPECT_EQ(t->bundle->size(), 0);
-  EXPECT_EQ(t->debugOn, 1);
-  put(t, "DEBUG", "OFF");
-}
-
 TEST(ClientBundle, TheWorksInAnyCaseIsTheWholeBundleInFreeableText) {
   Handle t;
   char* empty = get(t, "THEWORKS");

@@ -1,12 +1,10 @@
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 
 #include "BHashTable.h"
 #include "BInteger.h"
 #include "BString.h"
-#include "BVector.h"
 #include "Counted.h"
 #include "testText.h"
 
@@ -108,17 +106,4 @@ TEST_F(HashTable, GrowsOnceAChainPassesTenAndKeepsEveryKey) {
   spread.put("\xff\xfe", "a negative hash code");
   EXPECT_EQ(spread.buckets(), 30);
   EXPECT_STREQ(spread.get("\xff\xfe"), "a negative hash code");
-}
-
-TEST_F(HashTable, ViewsPairKeysWithValues) {
-  BHashTable table;
-  for (int i = 0; i < 50; i++) table.put(("k" + std::to_string(i)).c_str(), ("v" + std::to_string(i)).c_str());
-  std::unique_ptr<BVector> keys(table.getKeys());
-  std::unique_ptr<BVector> values(table.getValues());
-  ASSERT_EQ(keys->size(), 50);
-  ASSERT_EQ(values->size(), 50);
-  for (int i = 0; i < 50; i++) {
-    std::string k = textOf(static_cast<BString*>(keys->get(i, 0)));
-    EXPECT_EQ("v" + k.substr(1), textOf(static_cast<BString*>(values->get(i, 0))));
-  }
 }
