@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <openssl/err.h>
 #include <sys/ipc.h>
 #include <sys/shm.h>
 #include <unistd.h>
@@ -139,6 +140,10 @@ TEST_F(SessionStoreTest, StoresSessionsOfUpTo4096Bytes) {
 
   EXPECT_EQ(offer(ssl, fits), 0);
   EXPECT_EQ(segment->sessionLength, 4096);
+  std::vector<unsigned char> expected(4096);
+  unsigned char* out = expected.data();
+  i2d_SSL_SESSION(fits, &out);
+  EXPECT_EQ(memcmp(segment->sessionData, expected.data(), expected.size()), 0);
 
   EXPECT_EQ(offer(ssl, tooLong), -1);
   EXPECT_EQ(segment->sessionLength, 4096) << "the stored session stays";
@@ -147,8 +152,39 @@ TEST_F(SessionStoreTest, StoresSessionsOfUpTo4096Bytes) {
   ASSERT_NE(readBack, nullptr);
   EXPECT_EQ(i2d_SSL_SESSION(readBack, nullptr), 4096);
   EXPECT_EQ(segment->lockFlag, 0);
+
+  segment->lockFlag = 1;
+  EXPECT_EQ(offer(ssl, fits), -1) << "no store without the lock";
+  segment->lockFlag = 0;
+  EXPECT_EQ(offer(nullptr, fits), -1) << "no store without a context to name it";
+
+  EXPECT_EQ(ssl_callback_GetSessionCacheEntry(nullptr, nullptr, 0, nullptr), nullptr);
   SSL_SESSION_free(fits);
   SSL_SESSION_free(tooLong);
+}
+
+// A removal clears the stored session only when it names that session and
+// its context has a store: clearing itself is seen below, after fatal alerts.
+TEST_F(SessionStoreTest, RemovingAnotherSessionKeepsTheStoredOne) {
+  TlsTestServer server(certs(), greet);
+  BSSLContext ctx(certs().clientPem().c_str(), certs().password().c_str(), "", "client");
+  SSL_set_max_proto_version(ctx.getSSLObject(), TLS1_2_VERSION);
+  ASSERT_TRUE(handshakeOnce(ctx, server));
+  SharedSessionSegment* segment = segmentOf(certs().clientPem());
+  int stored = segment->sessionLength;
+  ASSERT_GT(stored, 0);
+
+  // Removals on a failed connection, with an error on the thread's queue.
+  ERR_raise(ERR_LIB_SSL, SSL_R_SSL_HANDSHAKE_FAILURE);
+  SSL_SESSION* other = sessionEncodedIn(ctx.getSSLObject(), 300);
+  const unsigned char otherId[] = "another session id";
+  SSL_SESSION_set1_id(other, otherId, sizeof otherId - 1);
+  ssl_callback_DelSessionCacheEntry(SSL_get_SSL_CTX(ctx.getSSLObject()), other);
+  EXPECT_EQ(segment->sessionLength, stored) << "another session (another ID, no ticket)";
+  ssl_callback_DelSessionCacheEntry(nullptr, ctx.getSession());
+  EXPECT_EQ(segment->sessionLength, stored) << "a context without a store";
+  ERR_clear_error();
+  SSL_SESSION_free(other);
 }
 
 // OpenSSL removes the session it has just resumed (a TLS 1.3 ticket is
