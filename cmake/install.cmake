@@ -6,8 +6,9 @@ include(CMakePackageConfigHelpers)
 set(ZV_INSTALL_HEADER_DIR ${CMAKE_INSTALL_INCLUDEDIR}/zelvan)
 set(ZV_INSTALL_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/zelvanclient)
 
-# ZV_PUBLIC_HEADERS: cmake/publicHeaders.cmake, included by the top-level list.
-install(FILES ${ZV_PUBLIC_HEADERS} DESTINATION ${ZV_INSTALL_HEADER_DIR} COMPONENT development)
+# Every header of include/zelvan is public, and only those are.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/zelvan/ DESTINATION ${ZV_INSTALL_HEADER_DIR}
+  COMPONENT development FILES_MATCHING PATTERN "*.h")
 
 # The headers include each other by bare name, so include/zelvan is an
 # include directory of its own; include/ makes <zelvan/...> work as well.

@@ -55,20 +55,63 @@ function(zv_layer_dirs layer var)
   set(${var} ${dirs} PARENT_SCOPE)
 endfunction()
 
+# The public headers live together in include/zelvan, where applications
+# find them. Each belongs to the layer whose folder holds its class's
+# source (BString.h to object/BString.cpp, so to core); a public header
+# without such a source is a configuration error, so that no header sits
+# outside the layers. zv_public_headers(LAYER VAR) sets VAR to the public
+# headers of LAYER alone.
+get_filename_component(ZV_PUBLIC_HEADER_DIR ${ZV_SOURCE_ROOT}/../include/zelvan ABSOLUTE)
+file(GLOB ZV_PUBLIC_HEADERS CONFIGURE_DEPENDS ${ZV_PUBLIC_HEADER_DIR}/*.h)
+function(zv_public_headers layer var)
+  set(headers)
+  foreach(header ${ZV_PUBLIC_HEADERS})
+    get_filename_component(class ${header} NAME_WE)
+    foreach(source ${ZV_LAYER_${layer}_SOURCES})
+      get_filename_component(source_class ${source} NAME_WE)
+      if(class STREQUAL source_class)
+        list(APPEND headers ${header})
+      endif()
+    endforeach()
+  endforeach()
+  set(${var} ${headers} PARENT_SCOPE)
+endfunction()
+set(zv_placed)
+foreach(layer ${ZV_LAYERS})
+  zv_public_headers(${layer} headers)
+  list(APPEND zv_placed ${headers})
+endforeach()
+foreach(header ${ZV_PUBLIC_HEADERS})
+  if(NOT header IN_LIST zv_placed)
+    message(FATAL_ERROR "${header}: no layer has a source of the same name")
+  endif()
+endforeach()
+
 # zv_add_layers(PREFIX [OPTIONS...]): one OBJECT library PREFIX_<layer> per
 # layer, compiled with OPTIONS besides the project's. A layer's folders are
 # PUBLIC include directories, and each layer links the layers it depends on
 # PUBLIC, so a layer and whoever links it see those folders and the ones
-# below, never the ones above. Linking an object library to another passes
-# on only these usage requirements, not objects: a program or library takes
-# the objects of every layer by linking them all (see ZV_INTERNALS).
+# below, never the ones above. The layer's public headers are seen through
+# a folder of links made in the build tree (PREFIX-headers/LAYER), so that
+# include/zelvan, which holds every layer's, does not open a way upwards.
+# Linking an object library to another passes on only these usage
+# requirements, not objects: a program or library takes the objects of
+# every layer by linking them all (see ZV_INTERNALS).
 function(zv_add_layers prefix)
   foreach(layer ${ZV_LAYERS})
     list(TRANSFORM ZV_LAYER_${layer}_SOURCES PREPEND ${ZV_SOURCE_ROOT}/ OUTPUT_VARIABLE sources)
     zv_layer_dirs(${layer} dirs)
+    set(view ${CMAKE_BINARY_DIR}/${prefix}-headers/${layer})
+    file(REMOVE_RECURSE ${view})
+    file(MAKE_DIRECTORY ${view})
+    zv_public_headers(${layer} headers)
+    foreach(header ${headers})
+      get_filename_component(name ${header} NAME)
+      file(CREATE_LINK ${header} ${view}/${name} SYMBOLIC)
+    endforeach()
     set(target ${prefix}_${layer})
     add_library(${target} OBJECT ${sources})
-    target_include_directories(${target} PUBLIC ${dirs})
+    target_include_directories(${target} PUBLIC ${dirs} ${view})
     target_compile_options(${target} PRIVATE ${ARGN})
     foreach(below ${ZV_LAYER_${layer}_DEPENDS})
       target_link_libraries(${target} PUBLIC ${prefix}_${below})

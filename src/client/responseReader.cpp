@@ -9,14 +9,12 @@
 #include "debugLog.h"
 #include "gatewayMessage.h"
 #include "memTrack.h"
+#include "policy.h"
 #include "sslConnection.h"
 
 namespace {
 
 constexpr int kReadBufferSize = 1024;
-constexpr int kMaxAttempts = 5000;
-constexpr int kWaitMs = 5000;
-constexpr int kDefaultTimeoutSeconds = 30;
 
 void logBreak(int elapsed, int timeoutSeconds, int sslError, int ret) {
   logDebugMessage("\t\tBreaking out of read loop.");
@@ -53,7 +51,7 @@ BString* doSSLRead(BSSLContext* ctx, BSocket* socket, int timeoutSeconds) {
   int ret = 0;
   int sslError = 0;
   bool found = false;
-  while (attempts < kMaxAttempts) {
+  while (attempts < kReadAttempts) {
     attempts++;
     logDebugPrintf("\t\t\t [%d] Attempt to read response from ZTS.", attempts);
     ret = sslRead(ctx, buffer, kReadBufferSize, &sslError);
@@ -80,7 +78,7 @@ BString* doSSLRead(BSSLContext* ctx, BSocket* socket, int timeoutSeconds) {
       break;
     }
 
-    if (!socket->waitforData(kWaitMs)) {
+    if (!socket->waitforData(kReadWaitMs)) {
       logDebugPrintf("\t\t\tProblem encountered waiting for data: Error Message = [%s]",
               socket->getError());
     } else {
@@ -96,7 +94,7 @@ BString* doSSLRead(BSSLContext* ctx, BSocket* socket, int timeoutSeconds) {
   }
 
   logDebugMessage("\t\tMessage not found.");
-  if (attempts >= kMaxAttempts) logDebugMessage("\t\tOut of read loops...");
+  if (attempts >= kReadAttempts) logDebugMessage("\t\tOut of read loops...");
   if (ret < 1) {
     logDebugMessage("\t\tSSL Error");
     logDebugPrintf("\t\t\tsslError found [%d]", sslError);
@@ -109,5 +107,5 @@ BString* doSSLRead(BSSLContext* ctx, BSocket* socket, int timeoutSeconds) {
 }
 
 BString* doSSLRead(BSSLContext* ctx, BSocket* socket) {
-  return doSSLRead(ctx, socket, kDefaultTimeoutSeconds);
+  return doSSLRead(ctx, socket, kReadTimeoutSeconds);
 }

@@ -21,6 +21,7 @@
 #include "debugLog.h"
 #include "gatewayMessage.h"
 #include "memTrack.h"
+#include "policy.h"
 #include "preSendChecks.h"
 #include "replyMerge.h"
 #include "requestChecks.h"
@@ -29,8 +30,6 @@
 #include "sslPool.h"
 
 namespace {
-
-const int kConnectTimeoutMs = 5000;
 
 // Everything one exchange holds while it runs, handed to the clean-up.
 struct Exchange {
@@ -163,8 +162,8 @@ ServerOutcome openConnection(Exchange& x, const std::string& server, int port,
   // Compatibility: the time-out is set twice in a row, the second call
   // repeating the first, so that the socket calls of an exchange stay the
   // ones its documented sequence lists; the repeat changes nothing else.
-  x.socket->setSoTimeOut(kConnectTimeoutMs, 1);
-  x.socket->setSoTimeOut(kConnectTimeoutMs, 1);
+  x.socket->setSoTimeOut(kSocketTimeoutMs, 1);
+  x.socket->setSoTimeOut(kSocketTimeoutMs, 1);
   if (!x.socket->connect(server.c_str(), port, kConnectTimeoutMs)) {
     const char* detail = x.socket->getError();
     logDebugPrintf(x.t, "\t\t\tUnable to connect to server: [%s]:[%d]; Error Message = [%s]",
@@ -228,7 +227,7 @@ ServerOutcome tryServer(Exchange& x, int index, int port, const Credentials& c) 
     sslSetPeer(x.ctx, server.c_str(), c.checkHostName);
     bool offered = sslAttach(x.ctx, fd, offerSession);
     std::string why;
-    SslHandshakeOutcome outcome = sslHandshake(x.ctx, fd, kConnectTimeoutMs, &why);
+    SslHandshakeOutcome outcome = sslHandshake(x.ctx, fd, kHandshakeTimeoutMs, &why);
     x.socket->setNonBlocking();
     if (outcome == kSslHandshakeCompleted) {
       // An earlier server's failure is no longer the outcome.

@@ -4,14 +4,12 @@
 #include "BPlatform.h"
 #include "bundleFields.h"
 #include "debugLog.h"
+#include "policy.h"
 #include "transactionExchange.h"
 #include "txn.h"
 #include "zelvanclient.h"
 
 namespace {
-
-// How many times a failed purchase or refund asks for its status.
-const int kStatusChecks = 3;
 
 // Summary lines of an absent field show this in place of its value.
 const char kAbsent[] = "(null)";

@@ -13,11 +13,9 @@
 #include "BString.h"
 #include "hostLookup.h"
 #include "localEnd.h"
+#include "policy.h"
 
 namespace {
-
-// The shortest wait accepted by waitforConnect() and waitforData().
-const int kMinimumWaitMs = 500;
 
 const short kErrorEvents = POLLERR | POLLHUP | POLLNVAL;
 
@@ -174,7 +172,7 @@ bool BSocket::waitFor(short events, int timeoutMs) {
     setError(7);
     return false;
   }
-  if (timeoutMs < kMinimumWaitMs) {
+  if (timeoutMs < kShortestSocketWaitMs) {
     setError(13);
     return false;
   }

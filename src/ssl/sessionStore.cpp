@@ -14,6 +14,7 @@
 #include <string>
 
 #include "BPlatform.h"
+#include "policy.h"
 
 SharedSessionSegment* mSharedContainer = nullptr;
 
@@ -30,14 +31,6 @@ struct SessionStore {
 
 namespace {
 
-constexpr int kLockWaits = 500;
-// The callbacks run inside OpenSSL, up to three times a connection (a
-// TLS 1.3 gateway sends two tickets). Waiting the full second each time
-// behind a lock left by a crashed process would cost seconds per
-// transaction, so they give up after a few milliseconds: a session not
-// stored costs one full handshake at most.
-constexpr int kCallbackLockWaits = 5;
-constexpr int kLockWaitMs = 2;
 constexpr int kOwnerOnly = 0600;
 
 // Every store this process has used, never freed: contexts and OpenSSL
@@ -180,7 +173,7 @@ bool sessionStoreAttached() {
   return gFirstStore != nullptr && mSharedContainer != nullptr && gFirstStore->segment == mSharedContainer;
 }
 
-unsigned char getLock(SessionStore* store) { return lockWithin(store, kLockWaits); }
+unsigned char getLock(SessionStore* store) { return lockWithin(store, kStoreLockWaits); }
 
 unsigned char lockWithin(SessionStore* store, int maxWaits) {
   SharedSessionSegment* segment = storeSegment(store);
@@ -190,7 +183,7 @@ unsigned char lockWithin(SessionStore* store, int maxWaits) {
   for (int waits = 0;; waits++) {
     if (__atomic_exchange_n(&segment->lockFlag, 1, __ATOMIC_ACQUIRE) == 0) return 1;
     if (waits >= maxWaits) return 0;
-    Sleep(kLockWaitMs);
+    Sleep(kStoreLockWaitMs);
   }
 }
 
@@ -212,7 +205,7 @@ int ssl_callback_NewSessionCacheEntry(SSL* ssl, SSL_SESSION* session) {
   // non-zero result to mean the callback kept it: a refusal (-1) releases
   // that reference here, or the session would leak.
   SessionStore* store = storeOf(ssl ? SSL_get_SSL_CTX(ssl) : nullptr);
-  if (!lockWithin(store, kCallbackLockWaits)) {
+  if (!lockWithin(store, kStoreCallbackLockWaits)) {
     SSL_SESSION_free(session);
     return -1;
   }
@@ -276,7 +269,7 @@ void ssl_callback_DelSessionCacheEntry(SSL_CTX* ctx, SSL_SESSION* session) {
   // makes a full handshake, whose session replaces it.
   if (ERR_peek_error() == 0) return;
   SessionStore* store = storeOf(ctx);
-  if (session == nullptr || !lockWithin(store, kCallbackLockWaits)) return;
+  if (session == nullptr || !lockWithin(store, kStoreCallbackLockWaits)) return;
   SharedSessionSegment* segment = storeSegment(store);
   SSL_SESSION* stored = decodeStoredSession(store);
   if (stored != nullptr && sameSession(stored, session)) __atomic_store_n(&segment->sessionLength, 0, __ATOMIC_RELEASE);

@@ -10,6 +10,7 @@
 #include "BString.h"
 #include "BVector.h"
 #include "memTrack.h"
+#include "policy.h"
 
 BHashTable* m_ssl_contexts = nullptr;
 int m_ssl_locks = 0;
@@ -18,7 +19,7 @@ namespace {
 
 // How long a caller waits for the pool before giving up: what 1000 waits
 // of 5 ms used to add up to.
-constexpr std::chrono::milliseconds kLockGiveUp(5000);
+constexpr std::chrono::milliseconds kLockGiveUp(kPoolLockGiveUpMs);
 
 // Guards m_ssl_locks, which stays the pool lock's state; waiters sleep on
 // gPoolFree until a holder releases the lock or the give-up time passes.

@@ -16,7 +16,7 @@ def read(path):
 
 def exported_functions():
     """The names of the functions that zelvanclient.h declares."""
-    header = read("src/client/zelvanclient.h")
+    header = read("include/zelvan/zelvanclient.h")
     return re.findall(r"^[A-Za-z][\w ]*?\**\s*\**(\w+)\([^)]*\);", header, re.M)
 
 

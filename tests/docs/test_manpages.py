@@ -33,7 +33,7 @@ class ManPageTest(unittest.TestCase):
             self.assertIn("NAME", done.stdout)
 
     def test_pages_carry_the_package_version(self):
-        version = re.search(r'#define ZELVANCLIENT_VERSION "(.*)"', read("src/client/zelvanclient.h")).group(1)
+        version = re.search(r'#define ZELVANCLIENT_VERSION "(.*)"', read("include/zelvan/zelvanclient.h")).group(1)
         for page in PAGES:
             self.assertIn('"libzelvanclient %s"' % version, read("docs/man/" + page).splitlines()[0], page)
 

@@ -66,7 +66,7 @@ class PipInstallTest(unittest.TestCase):
             out = run([os.path.join(venv, "bin", "python"), "-c", PURCHASE, str(sim.port), certs.client_p12,
                        TestCertificates.PASSWORD, certs.ca], env=env, cwd=work)
         self.assertIn(os.path.join(venv, "lib"), out)
-        with open(os.path.join(SOURCE_DIR, "src", "client", "zelvanclient.h")) as header:
+        with open(os.path.join(SOURCE_DIR, "include", "zelvan", "zelvanclient.h")) as header:
             version = re.search(r'#define ZELVANCLIENT_VERSION "(.*)"', header.read()).group(1)
         self.assertIn("versions %s %s\n" % (version, version), out)
         self.assertIn("approved True", out)

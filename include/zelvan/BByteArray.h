@@ -4,8 +4,7 @@
 #include <cstdint>
 
 #include "BObject.h"
-
-class BString;
+#include "BString.h"
 
 // A block of bytes of known size, with a flag that says whether the array
 // owns the block (and deletes it with delete[]) or only refers to it.

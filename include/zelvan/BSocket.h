@@ -4,8 +4,7 @@
 #include <netinet/in.h>
 
 #include "BNetObject.h"
-
-class BSocketAddress;
+#include "BSocketAddress.h"
 
 // The IPv4 TCP client socket of the library: a plain POSIX stream socket
 // with a connect that gives up after a time-out and waits bounded by a

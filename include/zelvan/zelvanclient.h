@@ -64,11 +64,11 @@
 typedef struct txn txn;
 
 /*
-** The bundle itself, as flushBundle() returns it. Opaque to C; C++ code
-** that includes the object library's headers may use it as a BHashTable.
+** The bundle itself, as flushBundle() returns it. Opaque to C; to C++ it
+** is the object library's BHashTable, defined here.
 */
 #ifdef __cplusplus
-class BHashTable;
+#include "BHashTable.h"
 #else
 typedef struct BHashTable BHashTable;
 #endif

@@ -4,8 +4,7 @@
 #include <netinet/in.h>
 
 #include "BObject.h"
-
-class BString;
+#include "BString.h"
 
 // An IPv4 address with a port, known either by the text a caller gave (a
 // host name or a dotted address) or by a binary sockaddr_in the system

@@ -1,10 +1,9 @@
 #ifndef ZELVAN_BHASHTABLE_H_
 #define ZELVAN_BHASHTABLE_H_
 
+#include "BLinkMap.h"
 #include "BMap.h"
-
-class BLinkMap;
-class BString;
+#include "BString.h"
 
 // The map the rest of the library uses (a transaction's bundle, the SSL
 // context pool, the allocation tracker). An array of buckets, each a

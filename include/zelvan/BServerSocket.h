@@ -5,8 +5,7 @@
 
 #include "BObject.h"
 #include "BSocket.h"
-
-class BSocketAddress;
+#include "BSocketAddress.h"
 
 // The listening IPv4 TCP socket of the object library: bind, listen and
 // accept, each accepted connection handed out as a BSocket. Failures are

@@ -2,9 +2,8 @@
 #define ZELVAN_BTOKENISER_H_
 
 #include "BObject.h"
+#include "BString.h"
 #include "BVector.h"
-
-class BString;
 
 // Splits a text into tokens at any of a list of delimiter strings. At each
 // position the nearest delimiter wins, and on a tie the one listed first.

@@ -1,0 +1,35 @@
+#ifndef ZELVAN_POLICY_H_
+#define ZELVAN_POLICY_H_
+
+// Every time bound and retry count of the library, in one place, each
+// named for what it bounds. It sits in the lowest layer because the
+// sockets, the SSL layer and the client all wait on something; no other
+// file defines a bound of its own.
+
+// The socket's receive and send time-out, set before connecting.
+constexpr int kSocketTimeoutMs = 5000;
+// One TCP connect to one address of a server.
+constexpr int kConnectTimeoutMs = 5000;
+// One TLS handshake with a connected server.
+constexpr int kHandshakeTimeoutMs = 5000;
+// Reading one gateway message, in whole seconds (the reader's clock).
+constexpr int kReadTimeoutSeconds = 30;
+// One wait for data between two reads of a message.
+constexpr int kReadWaitMs = 5000;
+// Reads attempted for one message before giving up.
+constexpr int kReadAttempts = 5000;
+// The shortest wait a socket accepts for a connect or for data.
+constexpr int kShortestSocketWaitMs = 500;
+// How long a caller waits for the SSL context pool before giving up.
+constexpr int kPoolLockGiveUpMs = 5000;
+// Waits for the session store's lock byte, and the pause between two.
+constexpr int kStoreLockWaits = 500;
+constexpr int kStoreLockWaitMs = 2;
+// The same from inside OpenSSL's session callbacks, which run up to three
+// times a connection: behind a lock left by a crashed process they give
+// up after a few milliseconds, costing one full handshake at most.
+constexpr int kStoreCallbackLockWaits = 5;
+// Status checks a purchase or refund with an unknown outcome runs.
+constexpr int kStatusChecks = 3;
+
+#endif  // ZELVAN_POLICY_H_
