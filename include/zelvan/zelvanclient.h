@@ -226,6 +226,40 @@ void setServers(txn *t, const char *list);
 int execute(txn *t);
 
 /*
+** What execute() came to, for the merchant's money. Exactly one of these
+** after every execute(), whatever went wrong:
+**
+**   ZELVAN_OUTCOME_APPROVED     the gateway's final decision is an approval
+**                               (RESULT "0").
+**   ZELVAN_OUTCOME_DECLINED     the gateway's final decision is not an
+**                               approval; nothing was charged.
+**   ZELVAN_OUTCOME_NO_DECISION  the gateway never opened the transaction (it
+**                               gave no TXNREFERENCE: every local failure
+**                               before it, and a gateway error in its first
+**                               reply); nothing was charged, and running
+**                               the same request again is safe.
+**   ZELVAN_OUTCOME_UNKNOWN      the gateway opened the transaction and no
+**                               final decision followed, status checks
+**                               included. Never run it again: ask for the
+**                               status of TXNREFERENCE later.
+**
+** ZELVAN_OUTCOME_NONE is the value before any execute() (and after
+** flushBundle()), and for a NULL handle. A STATUS enquiry that the
+** application runs itself gets the outcome of the transaction it asks
+** about. execute()'s return value and the bundle's fields are as described
+** above; this function reads no field and is the one place where they are
+** turned into an outcome.
+*/
+enum {
+  ZELVAN_OUTCOME_NONE = 0,
+  ZELVAN_OUTCOME_APPROVED = 1,
+  ZELVAN_OUTCOME_DECLINED = 2,
+  ZELVAN_OUTCOME_NO_DECISION = 3,
+  ZELVAN_OUTCOME_UNKNOWN = 4
+};
+int zelvanclient_outcome(txn *t);
+
+/*
 ** Destroys the handle: its bundle with every field, and its log file,
 ** which is closed. The handle must not be used again. Pointers returned by
 ** get() become invalid; arrays returned for "THEWORKS" stay the caller's.

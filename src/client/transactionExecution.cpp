@@ -1,4 +1,5 @@
 #include <cstdio>
+#include <string>
 
 #include "BHashTable.h"
 #include "BPlatform.h"
@@ -6,6 +7,7 @@
 #include "debugLog.h"
 #include "policy.h"
 #include "transactionExchange.h"
+#include "transactionOutcome.h"
 #include "txn.h"
 #include "zelvanclient.h"
 
@@ -36,11 +38,35 @@ void logSummary(txn* t, bool succeeded) {
   logDebugPrintf(t, "\tError Message\t\t\t : [%s]", fieldOrPlaceholder(t, "ERROR"));
 }
 
+// Whether the gateway holds this transaction: the application asks for a
+// status by reference, or the gateway gave a reference that was not in the
+// bundle before (a reference left from an earlier transaction on the same
+// handle does not count).
+bool gatewayOpened(txn* t, bool enquiry, const std::string& referenceBefore, bool hadReference) {
+  const char* reference = t->bundle->get("TXNREFERENCE");
+  if (reference == nullptr) return false;
+  return enquiry || !hadReference || referenceBefore != reference;
+}
+
+int outcomeOf(txn* t, bool completed, bool opened) {
+  const char* result = t->bundle->get("RESULT");
+  ExecutionFacts facts = {completed, opened, hasField(t, "ERROR"), result != nullptr,
+                          result != nullptr && std::string(result) == "0"};
+  return decideOutcome(facts);
+}
+
 bool run(txn* t) {
   int64_t start = GetTickCount();
+  const char* before = t->bundle->get("TXNREFERENCE");
+  bool hadReference = before != nullptr;
+  std::string referenceBefore = hadReference ? before : "";
+  bool enquiry = hadReference && sameTextNoCase(t->bundle->get("TRANSACTIONTYPE"), "STATUS");
+  t->outcome = ZELVAN_OUTCOME_NO_DECISION;
   logDebugMessage(t, "Executing Transaction");
   logDebugMessage(t, "\t1st Attempt...");
   bool result = DoTransaction(t);
+  bool opened = gatewayOpened(t, enquiry, referenceBefore, hadReference);
+  if (opened) t->outcome = ZELVAN_OUTCOME_UNKNOWN;
 
   // A payment that failed after the gateway opened a reference may still
   // have gone through: ask for its status rather than report a failure.
@@ -55,6 +81,7 @@ bool run(txn* t) {
       result = DoTransaction(t);
     }
   }
+  t->outcome = outcomeOf(t, result, opened);
   logDebugMessage(t, "Transaction Execution Finished...");
   if (t->debugOn) logSummary(t, result);
 
@@ -79,6 +106,9 @@ int execute(txn* t) {
     // Compatibility: ERROR only, with RESULT as the exchange left it and no
     // clean-up; applications that read RESULT see the last gateway answer.
     t->bundle->put("ERROR", "Unknown exception during transaction execution.");
+    // Where the exchange stopped is not known: with any reference in the
+    // bundle the payment may have been taken, so it is never to be rerun.
+    if (hasField(t, "TXNREFERENCE")) t->outcome = ZELVAN_OUTCOME_UNKNOWN;
     return 0;
   }
 }

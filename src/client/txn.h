@@ -16,6 +16,9 @@ struct txn {
   int debugOn;
   // 1 while log lines go to standard output rather than to debugLog.
   int debugToStdOut;
+  // What the last execute() came to: a ZELVAN_OUTCOME_* value, NONE
+  // before the first and after flushBundle().
+  int outcome = 0;
 };
 
 #endif  // ZELVAN_TXN_H_

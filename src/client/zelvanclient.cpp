@@ -73,6 +73,7 @@ txn* newBundle(void) {
   t->debugLog = nullptr;
   t->debugOn = 0;
   t->debugToStdOut = 1;
+  t->outcome = ZELVAN_OUTCOME_NONE;
   return t;
 }
 
@@ -80,6 +81,7 @@ BHashTable* flushBundle(txn* t) {
   if (t == nullptr) return nullptr;
   trackDelete(t->bundle);
   t->bundle = newBundleTable();
+  t->outcome = ZELVAN_OUTCOME_NONE;
   return t->bundle;
 }
 
@@ -117,6 +119,8 @@ char* get(txn* t, const char* name) {
   if (sameTextNoCase(name, "THEWORKS")) return wholeBundleText(t);
   return t->bundle->get(name);
 }
+
+int zelvanclient_outcome(txn* t) { return t != nullptr ? t->outcome : ZELVAN_OUTCOME_NONE; }
 
 int setPort(txn* t, const char* port) {
   if (t == nullptr) return 0;
