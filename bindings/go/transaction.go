@@ -239,17 +239,18 @@ func (t *Transaction) Close() error {
 	return nil
 }
 
-// Execute runs the transaction and returns its Result: an approval or a
-// decline (see Result.Approved). It returns a *TransactionError when there
-// is no decision: a failure of the library, an error reply of the gateway,
-// or a context that ended while the exchange ran.
+// Execute runs the transaction and returns its Result when the gateway
+// decided: Result.Outcome is OutcomeApproved or OutcomeDeclined. Without a
+// decision it returns a *TransactionError: OutcomeNoDecision (safe to run
+// again) or OutcomeUnknown (errors.Is(err, ErrOutcomeUnknown): never run it
+// again; ask for the status of its TxnReference).
 //
 // A context that has already ended returns its error and nothing is sent.
-// One that ends during the exchange returns at once with a TransactionError
-// whose OutcomeUnknown is true: the payment may still go through, so never
-// repeat it. The exchange then finishes in the background, the handle is
-// released when it does (the Transaction is closed from now on), and the
-// final Result arrives on the error's Later channel.
+// One that ends during the exchange returns at once with a *PendingError:
+// the payment may still go through, so never repeat it. The exchange then
+// finishes in the background, the handle is released when it does (the
+// Transaction is closed from now on), and the final Result arrives on the
+// error's Later channel.
 func (t *Transaction) Execute(ctx context.Context) (*Result, error) {
 	if err := ctx.Err(); err != nil {
 		return nil, err
@@ -260,31 +261,30 @@ func (t *Transaction) Execute(ctx context.Context) (*Result, error) {
 		t.mu.Unlock()
 		return nil, ErrClosed
 	}
-	done := make(chan C.int, 1)
-	go func() { done <- C.execute(h) }()
+	done := make(chan *Result, 1)
+	go func() { done <- run(h) }()
 	select {
-	case completed := <-done:
-		defer t.mu.Unlock()
-		return outcome(completed != 0, bundleFields(h, false))
+	case result := <-done:
+		t.mu.Unlock()
+		if result.Outcome == OutcomeNoDecision || result.Outcome == OutcomeUnknown {
+			return nil, &TransactionError{Outcome: result}
+		}
+		return result, nil
 	case <-ctx.Done():
 		t.handle = nil
 		runtime.SetFinalizer(t, nil)
 		t.mu.Unlock()
 		later := make(chan *Result, 1)
 		go func() {
-			completed := <-done
-			later <- &Result{Completed: completed != 0, Fields: bundleFields(h, false)}
+			later <- <-done
 			C.cleanup(h)
 		}()
-		return nil, &TransactionError{Outcome: &Result{Fields: map[string]string{}}, Err: ctx.Err(),
-			Later: later, unknown: true}
+		return nil, &PendingError{Err: ctx.Err(), Later: later}
 	}
 }
 
-func outcome(completed bool, fields map[string]string) (*Result, error) {
-	result := &Result{Completed: completed, Fields: fields}
-	if !completed || result.Field("ERROR") != "" {
-		return nil, &TransactionError{Outcome: result}
-	}
-	return result, nil
+// run executes the transaction on h and reads its Result.
+func run(h *C.txn) *Result {
+	completed := C.execute(h) != 0
+	return newResult(completed, outcomeOf(int(C.zelvanclient_outcome(h))), bundleFields(h, false))
 }

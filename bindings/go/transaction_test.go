@@ -87,8 +87,57 @@ func TestApprovalsAndDeclinesAreResultsAndFailuresErrors(t *testing.T) {
 		t.Fatalf("%v %v", result, err)
 	}
 	if failure.Outcome.ErrorText() != "UNABLE TO INITIALISE SSL." || failure.Outcome.Code() != "-1" ||
-		failure.Outcome.Completed || failure.OutcomeUnknown() || !strings.HasPrefix(err.Error(), "UNABLE TO INITIALISE SSL.") {
+		failure.Outcome.Completed || failure.OutcomeUnknown() || failure.Outcome.Outcome != zelvan.OutcomeNoDecision ||
+		!strings.HasPrefix(err.Error(), "UNABLE TO INITIALISE SSL.") {
 		t.Errorf("%v, %v", err, failure.Outcome)
+	}
+}
+
+func TestEachOutcomeComesFromTheLibrary(t *testing.T) {
+	declined, err := purchase(t, os.Getenv("ZV_DECLINING_SIM_PORT"), card).Execute(context.Background())
+	if err != nil || declined.Outcome != zelvan.OutcomeDeclined {
+		t.Errorf("declining gateway: %v %v", declined, err)
+	}
+	_, err = purchase(t, os.Getenv("ZV_REFUSED_PORT"), card).Execute(context.Background())
+	var refused *zelvan.TransactionError
+	if !errors.As(err, &refused) || refused.Outcome.Outcome != zelvan.OutcomeNoDecision || errors.Is(err, zelvan.ErrOutcomeUnknown) {
+		t.Errorf("refused connection: %v", err)
+	}
+	_, err = purchase(t, os.Getenv("ZV_LOST_SIM_PORT"), card).Execute(context.Background())
+	var unknown *zelvan.TransactionError
+	if !errors.As(err, &unknown) || !errors.Is(err, zelvan.ErrOutcomeUnknown) || unknown.Outcome.Outcome != zelvan.OutcomeUnknown ||
+		!strings.HasPrefix(unknown.TxnReference(), "ZS") || !strings.Contains(err.Error(), unknown.TxnReference()) {
+		t.Errorf("lost final response: %v", err)
+	}
+}
+
+func TestNoCardDataInErrorsOfTransactionsRefusedBeforeConnecting(t *testing.T) {
+	// A CR LF never reaches the library: the refusal names the field only.
+	lineBreak := purchase(t, os.Getenv("ZV_SIM_PORT"), card)
+	for _, f := range [][2]string{{"CARDDATA", card + "\r\n"}, {"CVC2", "123\r\n"}, {"CARDEXPIRYDATE", "1230\r\n"}} {
+		if err := lineBreak.Set(f[0], f[1]); err == nil || strings.Contains(err.Error(), strings.TrimSpace(f[1])) {
+			t.Errorf("Set(%s): %v", f[0], err)
+		}
+	}
+	wrongPassword := purchase(t, os.Getenv("ZV_SIM_PORT"), card)
+	must(t, wrongPassword.SetCertificate(certificate("client.p12"), "not-the-password"),
+		wrongPassword.Set("CARDEXPIRYDATE", "1230"))
+	for _, tx := range []*zelvan.Transaction{wrongPassword} {
+		_, err := tx.Execute(context.Background())
+		var failure *zelvan.TransactionError
+		if !errors.As(err, &failure) || failure.Outcome.Outcome != zelvan.OutcomeNoDecision {
+			t.Fatalf("%v", err)
+		}
+		shown := fmt.Sprintf("%v %+v %#v %v", err, failure, failure.Outcome, failure.Outcome)
+		for _, secret := range []string{card, "123", "1230", "not-the-password"} {
+			if strings.Contains(shown, secret) {
+				t.Errorf("%q shown in %q", secret, shown)
+			}
+		}
+		f := failure.Outcome.Fields
+		if f["CARDDATA"] != "411111XXXXXX1111" || f["CVC2"] != "***" || f["CARDEXPIRYDATE"] != "****" {
+			t.Errorf("card data in the fields: %q %q %q", f["CARDDATA"], f["CVC2"], f["CARDEXPIRYDATE"])
+		}
 	}
 }
 
@@ -112,14 +161,14 @@ func TestFieldsTheMessageCannotCarryAreRefused(t *testing.T) {
 	}
 }
 
-func TestCancelledContextReturnsOutcomeUnknownAtOnce(t *testing.T) {
+func TestCancelledContextReturnsPendingAtOnce(t *testing.T) {
 	tx := purchase(t, os.Getenv("ZV_SLOW_SIM_PORT"), card)
 	ctx, cancel := context.WithTimeout(context.Background(), 200*time.Millisecond)
 	defer cancel()
 	start := time.Now()
 	result, err := tx.Execute(ctx)
-	var failure *zelvan.TransactionError
-	if result != nil || !errors.As(err, &failure) || !failure.OutcomeUnknown() || !errors.Is(err, context.DeadlineExceeded) {
+	var failure *zelvan.PendingError
+	if result != nil || !errors.As(err, &failure) || !errors.Is(err, context.DeadlineExceeded) {
 		t.Fatalf("%v %v", result, err)
 	}
 	if waited := time.Since(start); waited > 2*time.Second {

@@ -10,18 +10,18 @@ import sys
 import unittest
 
 import zelvan
-from gateway_sim import SimulatorTestCase, TestCertificates
+from gateway_sim import SimulatorTestCase, TestCertificates, free_port
 
 EXAMPLES = os.environ["ZV_PYTHON_EXAMPLES"]
 
 
 class SimulatorTest(SimulatorTestCase):
     def purchase(self, sim, card="4111111111111111", password=TestCertificates.PASSWORD):
-        """A Transaction set up for a purchase at sim."""
+        """A Transaction set up for a purchase at sim (a simulator, or a port)."""
         t = zelvan.Transaction()
         self.addCleanup(t.close)
         t.set_servers("127.0.0.1")
-        t.set_port(sim.port)
+        t.set_port(sim if isinstance(sim, int) else sim.port)
         t.set_client_id("10000001")
         t.set_certificate(self.certs.client_p12, password)
         t.set_ca_file(self.certs.ca)
@@ -39,6 +39,7 @@ class ExecuteTest(SimulatorTest):
         with self.purchase(sim) as t:
             result = t.execute()
             self.assertTrue(result.approved and result.completed)
+            self.assertIs(result.outcome, zelvan.Outcome.APPROVED)
             self.assertEqual((result.result, result.response_code, result.response_text), ("0", "00", "APPROVED"))
             self.assertTrue(result.auth_code.startswith("A"), result.auth_code)
             self.assertTrue(result.txn_reference.startswith("ZS"), result.txn_reference)
@@ -54,6 +55,7 @@ class ExecuteTest(SimulatorTest):
         with self.purchase(sim, card="4000000000000002") as t:
             result = t.execute()
             self.assertTrue(result.completed and not result.approved)
+            self.assertIs(result.outcome, zelvan.Outcome.DECLINED)
             self.assertEqual((result.result, result.response_code), ("1", "05"))
         with self.purchase(sim, password="wrong") as t:
             with self.assertRaises(zelvan.TransactionError) as raised:
@@ -61,6 +63,7 @@ class ExecuteTest(SimulatorTest):
             failure = raised.exception
             self.assertEqual((failure.error, failure.result), ("UNABLE TO INITIALISE SSL.", "-1"))
             self.assertFalse(failure.outcome.completed)
+            self.assertIs(failure.outcome.outcome, zelvan.Outcome.NO_DECISION)
             self.assertTrue(failure.error_detail)
             self.assertIn("UNABLE TO INITIALISE SSL.", str(failure))
 
@@ -72,13 +75,50 @@ class ExecuteTest(SimulatorTest):
             failure = raised.exception
             self.assertEqual((failure.error, failure.result), ("SIMULATED GATEWAY ERROR", "2"))
             self.assertTrue(failure.outcome.completed)
+            self.assertIs(failure.outcome.outcome, zelvan.Outcome.NO_DECISION)
+
+    def test_each_outcome_comes_from_the_library(self):
+        declining = self.simulator("--reply-field", "RESULT=5")
+        with self.purchase(declining) as t:
+            self.assertIs(t.execute().outcome, zelvan.Outcome.DECLINED)
+        with self.purchase(free_port()) as t:
+            with self.assertRaises(zelvan.TransactionError) as refused:
+                t.execute()
+            self.assertNotIsInstance(refused.exception, zelvan.OutcomeUnknownError)
+            self.assertIs(refused.exception.outcome.outcome, zelvan.Outcome.NO_DECISION)
+        lost = self.simulator("--fault", "close-before-final", "--status-fault", "close-before-final")
+        with self.purchase(lost) as t:
+            with self.assertRaises(zelvan.OutcomeUnknownError) as unknown:
+                t.execute()
+            failure = unknown.exception
+            self.assertIs(failure.outcome.outcome, zelvan.Outcome.UNKNOWN)
+            self.assertTrue(failure.txn_reference.startswith("ZS"), failure.txn_reference)
+            self.assertIn(failure.txn_reference, str(failure))
+
+    def test_no_card_data_in_errors_of_transactions_refused_before_connecting(self):
+        sim = self.simulator()
+        wrong_password = self.purchase(sim, password="not-the-password")
+        line_break = self.purchase(sim)
+        # A CR LF that the binding would refuse, put through the C API as an
+        # application without the binding's check could.
+        zelvan.library().put(line_break._handle, b"ORDERID", b"one\r\nAMOUNT=9")
+        for t in (wrong_password, line_break):
+            with self.assertRaises(zelvan.TransactionError) as raised:
+                t.execute()
+            failure = raised.exception
+            shown = " ".join([str(failure), repr(failure), repr(failure.outcome), repr(failure.outcome.fields)])
+            for secret in ("4111111111111111", "1230", "123'", "not-the-password"):
+                self.assertNotIn(secret, shown)
+            self.assertEqual([failure.outcome.fields[n] for n in ("CARDDATA", "CVC2", "CARDEXPIRYDATE")],
+                             ["411111XXXXXX1111", "***", "****"])
 
     def test_example_script_runs_a_purchase(self):
         sim = self.simulator()
         command = [sys.executable, os.path.join(EXAMPLES, "purchase.py"), "--server", "127.0.0.1",
                    "--port", str(sim.port), "--certificate", self.certs.client_p12,
-                   "--password", TestCertificates.PASSWORD, "--ca-file", self.certs.ca, "4111111111111111", "12.50"]
-        done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+                   "--ca-file", self.certs.ca, "4111111111111111", "12.50"]
+        env = dict(os.environ, ZELVAN_CERT_PASSWORD=TestCertificates.PASSWORD)
+        done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, env=env)
         self.assertEqual(done.returncode, 0, done.stdout)
         self.assertIn("approved: APPROVED", done.stdout)
         self.assertIn("card 411111XXXXXX1111", done.stdout)
@@ -104,8 +144,9 @@ class BundleTest(unittest.TestCase):
         with zelvan.Transaction() as t:
             for name, value in [("AMOUNT", "1\r\nAMOUNT=1000"), ("AMOUNT", "1\n"), ("AMOUNT", "1\0"),
                                 ("ORDERREF", "a=b"), ("AM=OUNT", "1"), ("", "1"), ("AMOUNT\r\n", "1")]:
-                with self.assertRaises(ValueError, msg=repr((name, value))):
+                with self.assertRaises(ValueError, msg=repr((name, value))) as refused:
                     t[name] = value
+                self.assertNotIn(repr(value), str(refused.exception))
             with self.assertRaises(TypeError):
                 t["AMOUNT"] = 12.5
             self.assertEqual(t.fields(), {})

@@ -60,11 +60,11 @@ class EveryProgramTest(unittest.TestCase):
 class TxnTest(SimulatorTestCase):
     """zelvan-txn's outcomes, each against a simulator of its own."""
 
-    def txn(self, port, *fields, options=(), env_password=True):
+    def txn(self, port, *fields, options=(), env_password=True, password=TestCertificates.PASSWORD):
         env = dict(os.environ)
         env.pop("ZELVAN_CERT_PASSWORD", None)
         if env_password:
-            env["ZELVAN_CERT_PASSWORD"] = TestCertificates.PASSWORD
+            env["ZELVAN_CERT_PASSWORD"] = password
         return run(TXN, "-s", "127.0.0.1", "-p", str(port), "-c", self.certs.client_p12, "-a", self.certs.ca,
                    *options, "CLIENTID=10000001", *fields, env=env)
 
@@ -104,11 +104,37 @@ class TxnTest(SimulatorTestCase):
         self.assertEqual(done.returncode, 0, done.stderr)
         outcome = json.loads(done.stdout)
         self.assertEqual(outcome["RESULT"], "0")
+        self.assertEqual(outcome["outcome"], "approved")
         self.assertEqual(outcome["CARDDATA"], "411111XXXXXX1111")
         self.assertEqual(outcome["CVC2"], "***")
         self.assertEqual(outcome["ORDERID"], "quote\"back\\slash")
         self.assertTrue(outcome["TXNREFERENCE"])
         self.assertFalse([name for name in outcome if name.startswith("_")])
+
+    def test_json_outcome_matches_the_exit_status(self):
+        declining = self.simulator("--reply-field", "RESULT=5")
+        lost = self.simulator("--fault", "close-before-final", "--status-fault", "close-before-final")
+        for port, status, name in ((declining.port, 1, "declined"), (free_port(), 2, "no_decision"),
+                                   (lost.port, 3, "unknown")):
+            done = self.txn(port, "TRANSACTIONTYPE=PURCHASE", "CARDDATA=" + CARD, "AMOUNT=1.00", options=["--json"])
+            self.assertEqual((done.returncode, json.loads(done.stdout)["outcome"]), (status, name), done.stderr)
+
+    def test_card_data_never_printed_when_refused_before_connecting(self):
+        sim = self.simulator()
+        card = ["CARDDATA=" + CARD, "CVC2=987", "CARDEXPIRYDATE=1229"]
+        cases = {"wrong password": dict(password="not-the-password"),
+                 "CR LF in a field": dict(fields=["ORDERID=one\r\nAMOUNT=9"])}
+        for case, how in cases.items():
+            for options in ([], ["--json"]):
+                done = self.txn(sim.port, "TRANSACTIONTYPE=PURCHASE", *card, *how.get("fields", []), options=options,
+                                password=how.get("password", TestCertificates.PASSWORD))
+                self.assertEqual(done.returncode, 2, (case, done.stderr))
+                printed = done.stdout + done.stderr
+                for secret in (CARD, "987", "1229", "not-the-password"):
+                    self.assertNotIn(secret, printed, (case, options))
+                fields = json.loads(done.stdout) if options else dict(l.split("=", 1) for l in done.stdout.splitlines())
+                self.assertEqual((fields["CARDDATA"], fields["CVC2"], fields["CARDEXPIRYDATE"]),
+                                 ("411111XXXXXX1111", "***", "****"), case)
 
     def test_password_file_and_debug_log_on_standard_error(self):
         sim = self.simulator()

@@ -3,13 +3,16 @@
 **
 ** Standard output carries only the outcome: the bundle's fields after the
 ** transaction, one "NAME=value" line each in name order, or one JSON object
-** with --json. Card data appear as the library masked them; the local "_"
-** fields (certificate path and password, CA file) are left out. Errors,
+** with --json. Card data never appear: the card number is masked and
+** CVC2 and the expiry date are asterisks, whether or not the library got
+** as far as masking them itself (a transaction refused before it connects
+** leaves them as they were put); the local "_" fields (certificate path and
+** password, CA file) are left out. Errors,
 ** usage messages and the debug log go to standard error, so that a script
 ** can read standard output as it stands.
 **
 ** The exit status tells a script what happened without parsing anything:
-** see EXIT STATUS in usage() below.
+** it is the library's outcome (zelvanclient_outcome), see usage() below.
 */
 #define _POSIX_C_SOURCE 200809L
 
@@ -17,6 +20,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <strings.h>
 
 #include "zelvanclient.h"
 
@@ -51,13 +55,15 @@ static void usage(FILE *out) {
           "  -V, --version             show the version of zelvan-txn and of the library\n"
           "Every NAME=VALUE is put into the bundle as it stands (TRANSACTIONTYPE=PURCHASE, ...).\n"
           "Exit status:\n"
-          "  0   approved: RESULT is \"0\" and there is no ERROR\n"
-          "  1   declined: the gateway decided, with a RESULT other than \"0\"\n"
-          "  2   no decision: refused or failed before the gateway opened the transaction\n"
-          "      (an ERROR of the library or of the gateway, and no TXNREFERENCE)\n"
-          "  3   outcome unknown: the gateway gave a TXNREFERENCE but no final RESULT came;\n"
-          "      do not charge again, ask for the status of that reference later\n"
-          "  64  usage error\n");
+          "  0   approved\n"
+          "  1   declined: the gateway decided against it; nothing was charged\n"
+          "  2   no decision: the gateway never opened the transaction; nothing was\n"
+          "      charged and it is safe to run it again\n"
+          "  3   outcome unknown: the gateway opened the transaction (TXNREFERENCE) and no\n"
+          "      final decision came; never run it again, ask for its status later\n"
+          "  64  usage error\n"
+          "--json adds the key \"outcome\": \"approved\", \"declined\", \"no_decision\" or\n"
+          "\"unknown\".\n");
 }
 
 /* MESSAGE and WHAT make the reason; NULL when getopt_long gave its own. */
@@ -67,12 +73,38 @@ static int usageError(const char *message, const char *what) {
   return EXIT_USAGE;
 }
 
-/* The exit status for the bundle after execute() returned EXECUTED. */
-static int outcomeStatus(txn *t, int executed) {
-  const char *result = get(t, "RESULT");
-  if (executed == 1 && get(t, "ERROR") == NULL && result != NULL && strcmp(result, "-1") != 0)
-    return strcmp(result, "0") == 0 ? EXIT_APPROVED : EXIT_DECLINED;
-  return get(t, "TXNREFERENCE") != NULL ? EXIT_UNKNOWN : EXIT_NO_DECISION;
+/* The exit status and the --json name of each of the library's outcomes.
+** Anything else (ZELVAN_OUTCOME_NONE cannot follow execute()) counts as
+** unknown: the one reading that never leads a script to charge twice. */
+static int outcomeStatus(int outcome, const char **name) {
+  switch (outcome) {
+    case ZELVAN_OUTCOME_APPROVED: *name = "approved"; return EXIT_APPROVED;
+    case ZELVAN_OUTCOME_DECLINED: *name = "declined"; return EXIT_DECLINED;
+    case ZELVAN_OUTCOME_NO_DECISION: *name = "no_decision"; return EXIT_NO_DECISION;
+    default: *name = "unknown"; return EXIT_UNKNOWN;
+  }
+}
+
+/* Masks a card number as the library does: numbers of 13 to 20
+** characters that hold no "X" yet keep their first six and last four
+** characters, with "X" in between. */
+static void maskCardNumber(char *number) {
+  size_t length = strlen(number), i;
+  if (length < 13 || length > 20 || strchr(number, 'X') != NULL) return;
+  for (i = 6; i < length - 4; i++) number[i] = 'X';
+}
+
+/* Hides the value of a card-data field in LINE ("NAME=value") in place:
+** CARDDATA masked, CVC2 and CARDEXPIRYDATE all asterisks. */
+static void hideCardData(char *line) {
+  char *equals = strchr(line, '=');
+  size_t nameLength = (size_t)(equals - line);
+  if (nameLength == 8 && strncasecmp(line, "CARDDATA", 8) == 0) {
+    maskCardNumber(equals + 1);
+  } else if ((nameLength == 4 && strncasecmp(line, "CVC2", 4) == 0) ||
+             (nameLength == 14 && strncasecmp(line, "CARDEXPIRYDATE", 14) == 0)) {
+    memset(equals + 1, '*', strlen(equals + 1));
+  }
 }
 
 /* Reads the first line of PATH into BUFFER without its line end. */
@@ -120,9 +152,10 @@ static void printJsonString(const char *text) {
   putchar('"');
 }
 
-/* Prints the bundle's fields in name order, leaving out the local "_" ones
-** (the certificate path and password among them). */
-static void printOutcome(txn *t, int json) {
+/* Prints the bundle's fields in name order, card data hidden, leaving out
+** the local "_" ones (the certificate path and password among them); the
+** JSON object begins with the outcome's name. */
+static void printOutcome(txn *t, int json, const char *outcome) {
   char *all = get(t, "THEWORKS");
   char **lines;
   char *line;
@@ -132,10 +165,13 @@ static void printOutcome(txn *t, int json) {
   lines = malloc(sizeof(char *) * (strlen(all) / 2 + 1));
   if (lines != NULL) {
     for (line = strtok_r(all, "\r\n", &rest); line != NULL; line = strtok_r(NULL, "\r\n", &rest)) {
-      if (line[0] != '_' && strchr(line, '=') != NULL) lines[count++] = line;
+      if (line[0] != '_' && strchr(line, '=') != NULL) {
+        hideCardData(line);
+        lines[count++] = line;
+      }
     }
     qsort(lines, count, sizeof(char *), compareLines);
-    if (json) putchar('{');
+    if (json) printf("{\"outcome\": \"%s\"", outcome);
     for (i = 0; i < count; i++) {
       char *equals = strchr(lines[i], '=');
       if (!json) {
@@ -143,7 +179,7 @@ static void printOutcome(txn *t, int json) {
         continue;
       }
       *equals = '\0';
-      printf(i == 0 ? "" : ", ");
+      printf(", ");
       printJsonString(lines[i]);
       printf(": ");
       printJsonString(equals + 1);
@@ -191,7 +227,8 @@ int main(int argc, char **argv) {
   char passwordBuffer[PASSWORD_MAX + 2];
   int json = 0;
   txn *t;
-  int option, i, executed, status;
+  const char *outcome;
+  int option, i, status;
 
   while ((option = getopt_long(argc, argv, "s:p:c:a:i:l:hV", options, NULL)) != -1) {
     switch (option) {
@@ -248,9 +285,9 @@ int main(int argc, char **argv) {
     *equals = '=';
   }
 
-  executed = execute(t);
-  status = outcomeStatus(t, executed);
-  printOutcome(t, json);
+  execute(t);
+  status = outcomeStatus(zelvanclient_outcome(t), &outcome);
+  printOutcome(t, json, outcome);
   if (status != EXIT_APPROVED) reportFailure(t, status);
   cleanup(t);
   return status;

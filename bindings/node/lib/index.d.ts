@@ -3,9 +3,24 @@
 /** The fields of a bundle, by name. */
 export type Fields = Record<string, string>;
 
-/** The outcome of a transaction: the bundle after execute(). */
+/** What became of a payment, as the library decides it (zelvanclient_outcome). */
+export type Outcome = 'approved' | 'declined' | 'no_decision' | 'unknown';
+export const Outcome: {
+  /** The gateway's final decision is an approval. */
+  readonly APPROVED: 'approved';
+  /** The gateway's final decision is not an approval; nothing was charged. */
+  readonly DECLINED: 'declined';
+  /** The gateway never opened the transaction; nothing was charged; safe to run again. */
+  readonly NO_DECISION: 'no_decision';
+  /** The gateway opened it (txnReference) and no final decision followed: never run it again. */
+  readonly UNKNOWN: 'unknown';
+};
+
+/** The bundle after execute() and its outcome. */
 export class Result {
-  /** execute()'s return value: the exchange ran to its end. */
+  /** The library's outcome. */
+  readonly outcome: Outcome;
+  /** execute()'s return value: the last exchange ran to its end (read outcome for the payment). */
   readonly completed: boolean;
   /** Every field except the local "_" ones; card data are masked. */
   readonly fields: Fields;
@@ -20,24 +35,29 @@ export class Result {
   readonly transactionType: string | null;
   /** TOTAL_TIME in milliseconds, as text. */
   readonly totalTime: string | null;
-  /** RESULT "0" after a completed exchange without ERROR. */
+  /** outcome is Outcome.APPROVED. */
   readonly approved: boolean;
-  /** The gateway decided against the payment. */
+  /** outcome is Outcome.DECLINED. */
   readonly declined: boolean;
-  /** A TXNREFERENCE without a final RESULT: never repeat the payment. */
+  /** outcome is Outcome.UNKNOWN: never repeat the payment. */
   readonly outcomeUnknown: boolean;
   /** A summary that never holds card data. */
   toString(): string;
 }
 
-/** No decision from the gateway: a local failure or an error reply. */
+/** No decision of the gateway: Outcome.NO_DECISION, or Outcome.UNKNOWN as OutcomeUnknownError. */
 export class TransactionError extends Error {
+  /** The Result, card data masked; its outcome is the Outcome. */
   readonly outcome: Result;
   readonly error: string | null;
   readonly errorDetail: string | null;
   readonly result: string | null;
+  readonly txnReference: string | null;
   readonly outcomeUnknown: boolean;
 }
+
+/** Outcome.UNKNOWN: never run the payment again; ask for the status of txnReference. */
+export class OutcomeUnknownError extends TransactionError {}
 
 /** libzelvanclient could not be found or loaded. */
 export class LibraryNotFoundError extends Error {}
@@ -60,7 +80,7 @@ export class Transaction {
   setCertificatePassword(password: string): this;
   setCaFile(path: string): this;
   setDebugLog(destination: string | null): this;
-  /** Blocks the event loop until the gateway answers; throws TransactionError without a decision. */
+  /** Blocks the event loop until the gateway answers; throws TransactionError (or OutcomeUnknownError) without a decision. */
   execute(): Result;
   /** Runs on a worker thread; rejects with TransactionError without a decision. */
   executeAsync(): Promise<Result>;

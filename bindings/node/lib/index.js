@@ -1,5 +1,5 @@
 'use strict';
-// Transaction, Result and TransactionError: the Node.js face of
+// Transaction, Result, Outcome and the errors: the Node.js face of
 // libzelvanclient. The library is loaded on first use (see library.js).
 
 const util = require('node:util');
@@ -57,14 +57,51 @@ function parseFields(text) {
   return fields;
 }
 
-// The outcome of a transaction: the bundle after execute().
-// completed is execute()'s return value (the exchange ran to its end);
-// fields holds every field except the local "_" ones, card data already
-// masked by the library. The string form carries no card data at all.
+// What became of a payment, as the library decides it
+// (zelvanclient_outcome); the values are the C API's ZELVAN_OUTCOME_*.
+//   APPROVED     the gateway's final decision is an approval.
+//   DECLINED     the gateway's final decision is not an approval; nothing
+//                was charged.
+//   NO_DECISION  the gateway never opened the transaction; nothing was
+//                charged, and it is safe to run it again.
+//   UNKNOWN      the gateway opened the transaction (txnReference) and no
+//                final decision followed: never run it again; ask for its
+//                status later.
+const Outcome = Object.freeze({ APPROVED: 'approved', DECLINED: 'declined', NO_DECISION: 'no_decision', UNKNOWN: 'unknown' });
+const OUTCOME_OF_VALUE = [null, Outcome.APPROVED, Outcome.DECLINED, Outcome.NO_DECISION, Outcome.UNKNOWN];
+
+// The library's value. Any other value (none cannot follow execute()) is
+// read as UNKNOWN, the reading that never leads to charging twice.
+function outcomeOf(value) { return OUTCOME_OF_VALUE[value] ?? Outcome.UNKNOWN; }
+
+// A card number as the library masks it: 13 to 20 characters without an
+// "X" keep their first six and last four, with "X" in between.
+function maskCardNumber(number) {
+  if (number.length < 13 || number.length > 20 || number.includes('X')) return number;
+  return number.slice(0, 6) + 'X'.repeat(number.length - 10) + number.slice(-4);
+}
+
+// fields with the card number masked and CVC2 and the expiry date as
+// asterisks. The library does so itself after every exchange, but a
+// transaction refused before it connects leaves them as they were put.
+function hideCardData(fields) {
+  for (const name of Object.keys(fields)) {
+    const upper = name.toUpperCase();
+    if (upper === 'CARDDATA') fields[name] = maskCardNumber(fields[name]);
+    else if (upper === 'CVC2' || upper === 'CARDEXPIRYDATE') fields[name] = '*'.repeat(fields[name].length);
+  }
+  return fields;
+}
+
+// The bundle after execute() and its outcome (an Outcome value). completed
+// is execute()'s return value (the last exchange ran to its end; it says
+// nothing about the payment); fields holds every field except the local
+// "_" ones, card data masked. The string form carries no card data at all.
 class Result {
-  constructor(completed, fields) {
+  constructor(completed, fields, outcome) {
     this.completed = Boolean(completed);
-    this.fields = fields;
+    this.fields = hideCardData(fields);
+    this.outcome = outcome;
   }
 
   get result() { return this.fields.RESULT ?? null; }
@@ -77,23 +114,12 @@ class Result {
   get transactionType() { return this.fields.TRANSACTIONTYPE ?? null; }
   get totalTime() { return this.fields.TOTAL_TIME ?? null; }
 
-  // RESULT "0" alone, after a completed exchange without ERROR.
-  get approved() { return this.completed && this.error === null && this.result === '0'; }
-
-  // The gateway decided against the payment: a completed exchange with a
-  // RESULT other than "0" or "-1" and no ERROR.
-  get declined() {
-    return this.completed && this.error === null && this.result !== null && this.result !== '0' && this.result !== '-1';
-  }
-
-  // The gateway opened a reference but no final RESULT came: the payment
-  // may or may not have gone through. Never repeat it; ask for its status.
-  get outcomeUnknown() { return this.txnReference !== null && this.result === '-1'; }
+  get approved() { return this.outcome === Outcome.APPROVED; }
+  get declined() { return this.outcome === Outcome.DECLINED; }
+  get outcomeUnknown() { return this.outcome === Outcome.UNKNOWN; }
 
   toString() {
-    const state = this.approved ? 'approved' : this.declined ? 'declined'
-      : this.outcomeUnknown ? 'outcome unknown' : 'failed';
-    return `Result(${state}, result=${this.result}, response=${this.responseText}, ` +
+    return `Result(${this.outcome}, result=${this.result}, response=${this.responseText}, ` +
       `error=${this.error}, txnReference=${this.txnReference})`;
   }
 
@@ -102,24 +128,37 @@ class Result {
   toJSON() { return this.toString(); }
 }
 
-// A transaction that got no decision from the gateway: a failure of the
-// library (execute() returned 0: no server, bad certificate, no reply, ...)
-// or an error reply of the gateway. error, errorDetail and result are the
-// bundle's ERROR, ERROR_DETAIL and RESULT; outcome is the Result, for
-// logging and status enquiries (see outcome.outcomeUnknown).
+// A transaction without a decision of the gateway: thrown as itself for
+// Outcome.NO_DECISION (nothing was charged; it may be run again) and as
+// OutcomeUnknownError for Outcome.UNKNOWN. error, errorDetail, result and
+// txnReference are the bundle's ERROR, ERROR_DETAIL, RESULT and
+// TXNREFERENCE; outcome is the Result (card data masked), whose own
+// outcome is the Outcome.
 class TransactionError extends Error {
   constructor(outcome) {
     let message = outcome.error ?? 'transaction failed without an ERROR text';
     if (outcome.errorDetail) message += ` (${outcome.errorDetail})`;
+    if (outcome.outcomeUnknown) message += `; outcome unknown: ask for the status of TXNREFERENCE ${outcome.txnReference}`;
     super(message);
     this.name = 'TransactionError';
     this.outcome = outcome;
     this.error = outcome.error;
     this.errorDetail = outcome.errorDetail;
     this.result = outcome.result;
+    this.txnReference = outcome.txnReference;
   }
 
   get outcomeUnknown() { return this.outcome.outcomeUnknown; }
+}
+
+// The gateway opened the transaction (txnReference) and no final decision
+// followed: the payment may have gone through. Never run it again; ask for
+// the status of txnReference later.
+class OutcomeUnknownError extends TransactionError {
+  constructor(outcome) {
+    super(outcome);
+    this.name = 'OutcomeUnknownError';
+  }
 }
 
 // One transaction handle and its bundle of text fields. Call close() when
@@ -221,16 +260,20 @@ class Transaction {
     return this.set('DEBUG', 'ON').set('LOGFILE', destination);
   }
 
-  // The Result of a finished execute(), or the TransactionError to throw.
+  // The Result of a finished execute(), or the error to throw.
   _outcome(completed) {
-    const outcome = new Result(completed, this.fields());
-    if (!completed || outcome.error !== null) throw new TransactionError(outcome);
-    return outcome;
+    const handle = this._live();
+    const result = new Result(completed, this.fields(), outcomeOf(this._lib.zelvanclient_outcome(handle)));
+    if (result.outcome === Outcome.UNKNOWN) throw new OutcomeUnknownError(result);
+    if (result.outcome === Outcome.NO_DECISION) throw new TransactionError(result);
+    return result;
   }
 
-  // Runs the transaction and returns its Result: an approval or a decline
-  // (check result.approved). Throws TransactionError when there is no
-  // decision. Blocks the thread, event loop included, until the gateway
+  // Runs the transaction and returns its Result when the gateway decided:
+  // result.outcome is Outcome.APPROVED or Outcome.DECLINED. Throws
+  // TransactionError for Outcome.NO_DECISION (safe to run again) and
+  // OutcomeUnknownError for Outcome.UNKNOWN (never run it again; ask for
+  // the status of its txnReference). Blocks the thread, event loop included, until the gateway
   // answers or the time-outs pass (5 s per unreachable server, 30 s per
   // awaited reply): servers should use executeAsync().
   execute() {
@@ -277,6 +320,6 @@ class Transaction {
 }
 
 module.exports = {
-  Transaction, Result, TransactionError,
+  Transaction, Result, Outcome, TransactionError, OutcomeUnknownError,
   LibraryNotFoundError: library.LibraryNotFoundError,
 };

@@ -38,6 +38,7 @@ function declare(lib) {
     put_CertificatePassword: lib.func('put_CertificatePassword', 'int', [handle, 'const char *']),
     setServers: lib.func('setServers', 'void', [handle, 'const char *']),
     execute: lib.func('execute', 'int', [handle]),
+    zelvanclient_outcome: lib.func('zelvanclient_outcome', 'int', [handle]),
     cleanup: lib.func('cleanup', 'void', [handle]),
   };
 }

@@ -19,10 +19,10 @@ describe('transactions against the simulator', () => {
   after(() => { for (const t of open) t.close(); });
 
   // A Transaction set up for a purchase of card, with the given password.
-  function purchase(card = CARD, password = PASSWORD) {
+  function purchase(card = CARD, password = PASSWORD, port = process.env.ZV_SIM_PORT) {
     const t = new zelvan.Transaction();
     open.push(t);
-    return t.setServers('127.0.0.1').setPort(process.env.ZV_SIM_PORT).setClientId('10000001')
+    return t.setServers('127.0.0.1').setPort(port).setClientId('10000001')
       .setCertificate(certificate('client.p12'), password).setCaFile(certificate('ca.pem'))
       .set('TRANSACTIONTYPE', 'PURCHASE').set('CARDDATA', card).set('CVC2', '123').set('AMOUNT', '12.50');
   }
@@ -50,12 +50,39 @@ describe('transactions against the simulator', () => {
     for (const run of [(t) => t.execute(), (t) => t.executeAsync()]) {
       await assert.rejects(async () => run(purchase(CARD, 'wrong')), (failure) => {
         assert.ok(failure instanceof zelvan.TransactionError, String(failure));
-        assert.deepEqual([failure.error, failure.result, failure.outcome.completed, failure.outcomeUnknown],
-          ['UNABLE TO INITIALISE SSL.', '-1', false, false]);
+        assert.deepEqual([failure.error, failure.result, failure.outcome.completed, failure.outcome.outcome],
+          ['UNABLE TO INITIALISE SSL.', '-1', false, zelvan.Outcome.NO_DECISION]);
         assert.ok(failure.message.startsWith('UNABLE TO INITIALISE SSL.'));
         return true;
       });
     }
+  });
+
+  it('reads every outcome from the library', async () => {
+    const env = process.env;
+    assert.equal(purchase(CARD, PASSWORD, env.ZV_DECLINING_SIM_PORT).execute().outcome, zelvan.Outcome.DECLINED);
+    assert.throws(() => purchase(CARD, PASSWORD, env.ZV_REFUSED_PORT).execute(), (failure) =>
+      failure instanceof zelvan.TransactionError && !(failure instanceof zelvan.OutcomeUnknownError)
+        && failure.outcome.outcome === zelvan.Outcome.NO_DECISION);
+    await assert.rejects(purchase(CARD, PASSWORD, env.ZV_LOST_SIM_PORT).executeAsync(), (failure) =>
+      failure instanceof zelvan.OutcomeUnknownError && failure.outcome.outcome === zelvan.Outcome.UNKNOWN
+        && /^ZS/.test(failure.txnReference) && failure.message.includes(failure.txnReference));
+  });
+
+  it('keeps card data out of the errors of transactions refused before connecting', () => {
+    const secrets = [CARD, '123', '1230', 'not-the-password'];
+    const t = purchase();
+    // A CR LF never reaches the library: the refusal names the field only.
+    for (const [name, value] of [['CARDDATA', `${CARD}\r\n`], ['CVC2', '123\r\n'], ['CARDEXPIRYDATE', '1230\r\n']]) {
+      assert.throws(() => t.set(name, value), (error) => secrets.every((secret) => !util.inspect(error).includes(secret)));
+    }
+    assert.throws(() => purchase(CARD, 'not-the-password').set('CARDEXPIRYDATE', '1230').execute(), (failure) => {
+      const shown = [util.inspect(failure), String(failure), JSON.stringify(failure), util.inspect(failure.outcome.fields)].join();
+      assert.deepEqual(secrets.filter((secret) => shown.includes(secret)), []);
+      const { CARDDATA, CVC2, CARDEXPIRYDATE } = failure.outcome.fields;
+      assert.deepEqual([CARDDATA, CVC2, CARDEXPIRYDATE], ['411111XXXXXX1111', '***', '****']);
+      return true;
+    });
   });
 
   it('refuses text the message cannot carry before anything is sent', () => {
@@ -85,8 +112,8 @@ describe('transactions against the simulator', () => {
   it('runs the example purchase', async () => {
     const example = path.join(__dirname, '..', 'examples', 'purchase.js');
     const { stdout } = await util.promisify(execFile)(process.execPath, [example, '--server', '127.0.0.1',
-      '--port', process.env.ZV_SIM_PORT, '--certificate', certificate('client.p12'), '--password', PASSWORD,
-      '--ca-file', certificate('ca.pem'), CARD, '12.50']);
+      '--port', process.env.ZV_SIM_PORT, '--certificate', certificate('client.p12'),
+      '--ca-file', certificate('ca.pem'), CARD, '12.50'], { env: { ...process.env, ZELVAN_CERT_PASSWORD: PASSWORD } });
     assert.match(stdout, /approved: APPROVED/);
     assert.match(stdout, /card 411111XXXXXX1111/);
   });

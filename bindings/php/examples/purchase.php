@@ -2,23 +2,29 @@
 
 // Runs one purchase through the gateway and prints its outcome.
 //
-//     php purchase.php --server 127.0.0.1 --port 40123 --certificate certs/client.p12 \
-//         --password zelvan-test --ca-file certs/ca.pem 4111111111111111 12.50
+//     ZELVAN_CERT_PASSWORD=zelvan-test php purchase.php --server 127.0.0.1 --port 40123 \
+//         --certificate certs/client.p12 --ca-file certs/ca.pem 4111111111111111 12.50
 //
-// Exit status: 0 approved, 1 declined, 2 no decision (the error is printed).
+// The certificate's password comes from the environment variable
+// ZELVAN_CERT_PASSWORD, never from the command line, where every user of
+// the machine could read it. Exit status as zelvan-txn's: 0 approved,
+// 1 declined, 2 no decision (safe to run again), 3 outcome unknown (never
+// run it again; ask for the status of the reference), 64 usage.
 
 declare(strict_types=1);
 
 require __DIR__ . '/../autoload.php';
 
+use Zelvan\Outcome;
+use Zelvan\OutcomeUnknownException;
 use Zelvan\Transaction;
 use Zelvan\TransactionException;
 
-$options = getopt('', ['server:', 'port:', 'certificate:', 'password:', 'ca-file:', 'client-id:', 'debug-log:'], $rest);
+$options = getopt('', ['server:', 'port:', 'certificate:', 'ca-file:', 'client-id:', 'debug-log:'], $rest);
 $arguments = array_slice($argv, $rest);
 if (!isset($options['server'], $options['port'], $options['certificate']) || count($arguments) !== 2) {
     fwrite(STDERR, "usage: purchase.php --server HOST [--server HOST...] --port PORT --certificate FILE\n"
-        . "       [--password TEXT] [--ca-file FILE] [--client-id ID] [--debug-log FILE] CARD AMOUNT\n");
+        . "       [--ca-file FILE] [--client-id ID] [--debug-log FILE] CARD AMOUNT\n");
     exit(64);
 }
 [$card, $amount] = $arguments;
@@ -27,7 +33,7 @@ $t = new Transaction();
 $t->setServers((array) $options['server']);
 $t->setPort($options['port']);
 $t->setClientId($options['client-id'] ?? '10000001');
-$t->setCertificate($options['certificate'], $options['password'] ?? '');
+$t->setCertificate($options['certificate'], (string) getenv('ZELVAN_CERT_PASSWORD'));
 if (isset($options['ca-file'])) {
     $t->setCaFile($options['ca-file']);
 }
@@ -39,18 +45,18 @@ $t->set('CARDDATA', $card);
 $t->set('AMOUNT', $amount);
 try {
     $result = $t->execute();
+} catch (OutcomeUnknownException $unknown) {
+    echo 'outcome unknown: ', $unknown->getMessage(), "\n";
+    echo 'never run it again; ask for the status of reference ', $unknown->txnReference(), "\n";
+    exit(3);
 } catch (TransactionException $failure) {
     echo 'no decision: ', $failure->getMessage(), "\n";
-    if ($failure->outcome->outcomeUnknown()) {
-        echo 'ask the gateway about reference ', $failure->outcome->txnReference(), "\n";
-    }
     exit(2);
 } finally {
     $t->close();
 }
 
-printf("%s: %s (response code %s)\n", $result->approved() ? 'approved' : 'declined',
-    $result->responseText(), $result->responseCode());
+printf("%s: %s (response code %s)\n", strtolower($result->outcome->name), $result->responseText(), $result->responseCode());
 printf("reference %s, auth code %s, card %s\n", $result->txnReference(), $result->authCode() ?? '-',
     $result->field('CARDDATA'));
-exit($result->approved() ? 0 : 1);
+exit($result->outcome === Outcome::Approved ? 0 : 1);

@@ -5,42 +5,71 @@ declare(strict_types=1);
 namespace Zelvan;
 
 /**
- * The bundle after a transaction: the gateway's reply and the fields sent,
- * card data already masked, the local "_" fields (certificate path and
- * password, CA file) left out.
+ * The bundle after a transaction and its outcome: the gateway's reply and
+ * the fields sent, card data masked, the local "_" fields (certificate
+ * path and password, CA file) left out.
  *
- * completed is what the library's execute() returned: the last exchange
- * ran to its end. The string form names the decision, codes and reference
- * only, so that logging a Result never writes card data.
+ * outcome is the library's Outcome. completed is what the library's
+ * execute() returned: the last exchange ran to its end (it says nothing
+ * about the payment). The string form names the outcome, codes and
+ * reference only, so that logging a Result never writes card data.
  */
 final class Result implements \Stringable
 {
+    /** @var array<string, string> */
+    public readonly array $fields;
+
     /** @param array<string, string> $fields */
-    public function __construct(public readonly bool $completed, public readonly array $fields)
+    public function __construct(public readonly bool $completed, array $fields, public readonly Outcome $outcome)
     {
-    }
-
-    /** The gateway approved the payment: RESULT "0" and no ERROR. */
-    public function approved(): bool
-    {
-        return $this->completed && $this->error() === null && $this->result() === '0';
-    }
-
-    /** The gateway decided and did not approve (RESULT "1", a declined card). */
-    public function declined(): bool
-    {
-        return $this->completed && $this->error() === null && $this->result() === '1';
+        $this->fields = self::hideCardData($fields);
     }
 
     /**
-     * The gateway opened a reference but no final RESULT came back: the
-     * payment may have gone through. Never repeat it; ask for its status
-     * later with txnReference().
+     * The card number masked and CVC2 and the expiry date as asterisks.
+     * The library does so itself after every exchange, but a transaction
+     * refused before it connects leaves them as they were put.
+     *
+     * @param array<string, string> $fields
+     * @return array<string, string>
      */
+    private static function hideCardData(array $fields): array
+    {
+        foreach ($fields as $name => $value) {
+            $upper = strtoupper((string) $name);
+            if ($upper === 'CARDDATA') {
+                $fields[$name] = self::maskCardNumber($value);
+            } elseif ($upper === 'CVC2' || $upper === 'CARDEXPIRYDATE') {
+                $fields[$name] = str_repeat('*', strlen($value));
+            }
+        }
+        return $fields;
+    }
+
+    /** As the library masks: 13 to 20 characters without an "X" keep their first six and last four. */
+    private static function maskCardNumber(string $number): string
+    {
+        $length = strlen($number);
+        if ($length < 13 || $length > 20 || str_contains($number, 'X')) {
+            return $number;
+        }
+        return substr($number, 0, 6) . str_repeat('X', $length - 10) . substr($number, -4);
+    }
+
+    public function approved(): bool
+    {
+        return $this->outcome === Outcome::Approved;
+    }
+
+    public function declined(): bool
+    {
+        return $this->outcome === Outcome::Declined;
+    }
+
+    /** The payment may have gone through: never repeat it; ask for its status with txnReference(). */
     public function outcomeUnknown(): bool
     {
-        $result = $this->result();
-        return $this->txnReference() !== null && ($result === null || $result === '-1');
+        return $this->outcome === Outcome::Unknown;
     }
 
     public function field(string $name): ?string
@@ -85,13 +114,7 @@ final class Result implements \Stringable
 
     public function __toString(): string
     {
-        $decision = match (true) {
-            $this->approved() => 'approved',
-            $this->declined() => 'declined',
-            $this->outcomeUnknown() => 'outcome unknown',
-            default => 'failed',
-        };
-        $parts = [$decision];
+        $parts = [$this->outcome->name];
         foreach (['RESULT', 'RESPONSECODE', 'RESPONSETEXT', 'ERROR', 'TXNREFERENCE'] as $name) {
             if (isset($this->fields[$name])) {
                 $parts[] = "$name=" . $this->fields[$name];

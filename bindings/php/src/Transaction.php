@@ -15,7 +15,7 @@ namespace Zelvan;
  *     $t->set('TRANSACTIONTYPE', 'PURCHASE');
  *     $t->set('CARDDATA', '4111111111111111');
  *     $t->set('AMOUNT', '12.50');
- *     $result = $t->execute();    // throws TransactionException without a decision
+ *     $result = $t->execute();    // Outcome::Approved or Declined; throws without a decision
  *     $t->close();
  *
  * Text that the gateway message cannot carry is refused with
@@ -160,20 +160,24 @@ final class Transaction
     }
 
     /**
-     * Runs the transaction and returns its Result: an approval or a
-     * decline (check approved()). Throws TransactionException when there
-     * is no decision: a failure of the library or an error reply of the
-     * gateway. Blocks until the gateway answers or the time-outs pass
-     * (5 seconds per unreachable server, about 30 per awaited reply).
+     * Runs the transaction and returns its Result when the gateway decided:
+     * outcome is Outcome::Approved or Outcome::Declined. Throws
+     * TransactionException for Outcome::NoDecision (safe to run again) and
+     * OutcomeUnknownException for Outcome::Unknown (never run it again; ask
+     * for the status of its txnReference()). Blocks until the gateway
+     * answers or the time-outs pass (5 seconds per unreachable server,
+     * about 30 per awaited reply, and the status checks).
      */
     public function execute(): Result
     {
-        $completed = $this->ffi->execute($this->live()) !== 0;
-        $outcome = new Result($completed, $this->fields());
-        if (!$completed || $outcome->error() !== null) {
-            throw new TransactionException($outcome);
-        }
-        return $outcome;
+        $handle = $this->live();
+        $completed = $this->ffi->execute($handle) !== 0;
+        $result = new Result($completed, $this->fields(), Outcome::of($this->ffi->zelvanclient_outcome($handle)));
+        return match ($result->outcome) {
+            Outcome::Unknown => throw new OutcomeUnknownException($result),
+            Outcome::NoDecision => throw new TransactionException($result),
+            default => $result,
+        };
     }
 
     /** Empties the bundle for the next transaction, settings included; the debug log stays. */

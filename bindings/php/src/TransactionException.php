@@ -5,13 +5,14 @@ declare(strict_types=1);
 namespace Zelvan;
 
 /**
- * A transaction that got no decision from the gateway: a failure of the
- * library (no server, bad certificate, no reply, ...) or an error reply of
- * the gateway. The message is ERROR, with ERROR_DETAIL in brackets;
- * outcome holds every field for logging, and for a status enquiry when
- * $outcome->outcomeUnknown() says the payment may have gone through.
+ * A transaction without a decision of the gateway. Thrown as itself for
+ * Outcome::NoDecision (the gateway never opened it: nothing was charged,
+ * and it may be run again) and as OutcomeUnknownException for
+ * Outcome::Unknown. The message is ERROR, with ERROR_DETAIL in brackets
+ * (and the reference when the outcome is unknown); outcome holds every
+ * field, card data masked, and its outcome.
  */
-final class TransactionException extends \RuntimeException
+class TransactionException extends \RuntimeException
 {
     public function __construct(public readonly Result $outcome)
     {
@@ -19,6 +20,15 @@ final class TransactionException extends \RuntimeException
         if ($outcome->errorDetail() !== null) {
             $message .= ' (' . $outcome->errorDetail() . ')';
         }
+        if ($outcome->outcomeUnknown()) {
+            $message .= '; outcome unknown: ask for the status of TXNREFERENCE ' . $outcome->txnReference();
+        }
         parent::__construct($message);
+    }
+
+    /** TXNREFERENCE, the reference to ask the gateway about, or null. */
+    public function txnReference(): ?string
+    {
+        return $this->outcome->txnReference();
     }
 }

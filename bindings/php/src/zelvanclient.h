@@ -21,5 +21,6 @@ int put_CertificatePath(txn *t, const char *path);
 int put_CertificatePassword(txn *t, const char *password);
 void setServers(txn *t, const char *list);
 int execute(txn *t);
+int zelvanclient_outcome(txn *t);
 void cleanup(txn *t);
 void free(void *p);

@@ -8,6 +8,8 @@ declare(strict_types=1);
 
 require __DIR__ . '/../autoload.php';
 
+use Zelvan\Outcome;
+use Zelvan\OutcomeUnknownException;
 use Zelvan\Transaction;
 use Zelvan\TransactionException;
 
@@ -20,11 +22,11 @@ function check(bool $condition, string $what): void
     }
 }
 
-function purchase(string $card = CARD, ?string $password = null): Transaction
+function purchase(string $card = CARD, ?string $password = null, string $port = 'ZV_SIM_PORT'): Transaction
 {
     $t = new Transaction();
     $t->setServers('127.0.0.1');
-    $t->setPort(getenv('ZV_SIM_PORT'));
+    $t->setPort(getenv($port));
     $t->setClientId('10000001');
     $t->setCertificate(getenv('ZV_CERT_DIR') . '/client.p12', $password ?? getenv('ZV_CERT_PASSWORD'));
     $t->setCaFile(getenv('ZV_CERT_DIR') . '/ca.pem');
@@ -67,8 +69,52 @@ function testDeclineIsAResultAndAFailureThrowsWithTheBundleTexts(): void
     } catch (TransactionException $e) {
         $error = 'UNABLE TO INITIALISE SSL.';
         check($e->outcome->error() === $error && $e->outcome->result() === '-1', 'failure texts');
-        check(!$e->outcome->completed && !$e->outcome->outcomeUnknown(), 'no exchange');
+        check(!$e->outcome->completed && $e->outcome->outcome === Outcome::NoDecision, 'no exchange');
         check(str_starts_with($e->getMessage(), $error) && !str_contains($e->getMessage(), CARD), 'failure message');
+    }
+}
+
+function testEachOutcomeComesFromTheLibrary(): void
+{
+    check(purchase(CARD, null, 'ZV_DECLINING_SIM_PORT')->execute()->outcome === Outcome::Declined, 'declined');
+    try {
+        purchase(CARD, null, 'ZV_REFUSED_PORT')->execute();
+        check(false, 'a refused connection throws');
+    } catch (OutcomeUnknownException $e) {
+        check(false, 'a refused connection is no decision');
+    } catch (TransactionException $e) {
+        check($e->outcome->outcome === Outcome::NoDecision, 'no decision');
+    }
+    try {
+        purchase(CARD, null, 'ZV_LOST_SIM_PORT')->execute();
+        check(false, 'a lost final response throws');
+    } catch (OutcomeUnknownException $e) {
+        check($e->outcome->outcome === Outcome::Unknown && str_starts_with($e->txnReference() ?? '', 'ZS'), 'unknown');
+        check(str_contains($e->getMessage(), $e->txnReference()), 'reference in the message');
+    }
+}
+
+function testNoCardDataInErrorsOfTransactionsRefusedBeforeConnecting(): void
+{
+    $secrets = [CARD, '1230', '123', 'not-the-password'];
+    $shows = fn (string $text) => array_filter($secrets, fn ($secret) => str_contains($text, $secret));
+    // A CR LF never reaches the library: the refusal names the field only.
+    $t = purchase();
+    foreach (['CARDDATA' => CARD . "\r\n", 'CVC2' => "123\r\n", 'CARDEXPIRYDATE' => "1230\r\n"] as $name => $value) {
+        try {
+            $t->set($name, $value);
+            check(false, "refused: $name");
+        } catch (InvalidArgumentException $e) {
+            check($shows((string) $e) === [], "no card data in the refusal of $name");
+        }
+    }
+    try {
+        purchase(CARD, 'not-the-password')->execute();
+        check(false, 'a wrong password throws');
+    } catch (TransactionException $e) {
+        check($shows((string) $e . $e->outcome . print_r($e->outcome->fields, true)) === [], 'no card data shown');
+        check([$e->outcome->field('CARDDATA'), $e->outcome->field('CVC2'), $e->outcome->field('CARDEXPIRYDATE')]
+            === ['411111XXXXXX1111', '***', '****'], 'card data masked');
     }
 }
 
@@ -101,8 +147,9 @@ function testExamplePurchase(): void
 {
     $dir = getenv('ZV_CERT_DIR');
     $command = [PHP_BINARY, __DIR__ . '/../examples/purchase.php', '--server', '127.0.0.1', '--port', getenv('ZV_SIM_PORT'),
-        '--certificate', "$dir/client.p12", '--password', getenv('ZV_CERT_PASSWORD'), '--ca-file', "$dir/ca.pem", CARD, '12.50'];
-    $process = proc_open($command, [1 => ['pipe', 'w']], $pipes);
+        '--certificate', "$dir/client.p12", '--ca-file', "$dir/ca.pem", CARD, '12.50'];
+    $env = getenv() + ['ZELVAN_CERT_PASSWORD' => getenv('ZV_CERT_PASSWORD')];
+    $process = proc_open($command, [1 => ['pipe', 'w']], $pipes, null, $env);
     $output = stream_get_contents($pipes[1]);
     fclose($pipes[1]);
     check(proc_close($process) === 0, "example exit status: $output");

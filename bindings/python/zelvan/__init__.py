@@ -6,7 +6,7 @@
         t.set_servers("127.0.0.1")
         t.set_port(8443)
         ...
-        result = t.execute()
+        result = t.execute()    # result.outcome is zelvan.Outcome.APPROVED or DECLINED
 
 The package uses only the standard library (ctypes). It loads
 libzelvanclient from $ZELVAN_LIBRARY, else from next to the package, else
@@ -15,7 +15,7 @@ from the system's library path; see zelvan._library.candidates.
 
 from ._library import LibraryNotFoundError
 from ._version import __version__
-from .transaction import Result, Transaction, TransactionError, library
+from .transaction import Outcome, OutcomeUnknownError, Result, Transaction, TransactionError, library
 
 
 def library_version() -> str:
@@ -25,5 +25,5 @@ def library_version() -> str:
     return version.decode("ascii")
 
 
-__all__ = ["LibraryNotFoundError", "Result", "Transaction", "TransactionError", "__version__", "library",
+__all__ = ["LibraryNotFoundError", "Outcome", "OutcomeUnknownError", "Result", "Transaction", "TransactionError", "__version__", "library",
            "library_version"]

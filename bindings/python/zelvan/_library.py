@@ -65,6 +65,7 @@ def _declare(lib: ctypes.CDLL) -> ctypes.CDLL:
         "put_CertificatePassword": ([handle, text], ctypes.c_int),
         "setServers": ([handle, text], None),
         "execute": ([handle], ctypes.c_int),
+        "zelvanclient_outcome": ([handle], ctypes.c_int),
         "cleanup": ([handle], None),
         "zelvanclient_version": ([], text),
     }

@@ -1,8 +1,9 @@
-"""Transaction, Result and TransactionError: the Python face of the C API."""
+"""Transaction, Result, Outcome and the errors: the Python face of the C API."""
 
 from __future__ import annotations
 
 import ctypes
+import enum
 import functools
 import threading
 from typing import Any, Dict, Iterable, Optional, TypeVar, Union
@@ -64,7 +65,8 @@ def _encode(text: Text, what: str, sent: bool = True) -> bytes:
         raise TypeError("%s must be str, bytes or int, not %s" % (what, type(text).__name__))
     forbidden = b"\r\n\0=" if sent else b"\r\n\0"
     if any(byte in forbidden for byte in data):
-        raise ValueError("%s %r holds a character the gateway message cannot carry" % (what, text))
+        # Named, never shown: a value may be a card number or a password.
+        raise ValueError("%s holds a character the gateway message cannot carry" % what)
     if what == "name" and not data:
         raise ValueError("a field name may not be empty")
     return data
@@ -72,6 +74,51 @@ def _encode(text: Text, what: str, sent: bool = True) -> bytes:
 
 def _decode(data: bytes) -> str:
     return data.decode("utf-8", "surrogateescape")
+
+
+class Outcome(enum.IntEnum):
+    """What became of a payment, as the library decides it
+    (zelvanclient_outcome). The values are the C API's ZELVAN_OUTCOME_*."""
+
+    APPROVED = 1
+    """The gateway's final decision is an approval."""
+    DECLINED = 2
+    """The gateway's final decision is not an approval; nothing was charged."""
+    NO_DECISION = 3
+    """The gateway never opened the transaction; nothing was charged, and it
+    is safe to run it again."""
+    UNKNOWN = 4
+    """The gateway opened the transaction (TXNREFERENCE) and no final
+    decision followed: never run it again; ask for its status later."""
+
+    @classmethod
+    def of(cls, value: int) -> Outcome:
+        # Any other value (NONE cannot follow execute()) is read as UNKNOWN,
+        # the one reading that never leads to charging twice.
+        return cls(value) if value in cls._value2member_map_ else cls.UNKNOWN
+
+
+def mask_card_number(number: str) -> str:
+    """A card number as the library masks it: 13 to 20 characters without
+    an "X" keep their first six and last four, with "X" in between."""
+    if not 13 <= len(number) <= 20 or "X" in number:
+        return number
+    return number[:6] + "X" * (len(number) - 10) + number[-4:]
+
+
+def hide_card_data(fields: Dict[str, str]) -> Dict[str, str]:
+    """fields with the card number masked and CVC2 and the expiry date as
+    asterisks. The library does so itself after every exchange, but a
+    transaction refused before it connects leaves them as they were put."""
+    hidden = {}
+    for name, value in fields.items():
+        upper = name.upper()
+        if upper == "CARDDATA":
+            value = mask_card_number(value)
+        elif upper in ("CVC2", "CARDEXPIRYDATE"):
+            value = "*" * len(value)
+        hidden[name] = value
+    return hidden
 
 
 def parse_fields(text: str) -> Dict[str, str]:
@@ -96,19 +143,19 @@ class _Field:
 
 
 class Result:
-    """The outcome of a transaction that ran to its end: the gateway's reply.
+    """The bundle after a transaction, and its outcome.
 
-    completed is execute()'s return value: the exchange ran to its end.
-    approved is True only when the gateway approved the payment (RESULT
-    "0" and no ERROR); a declined card is a completed transaction that is
-    not approved. fields holds every field of the bundle after the
-    transaction except the local "_" fields (certificate path and password,
-    CA file); card data in it are already masked.
+    outcome is the library's Outcome. completed is execute()'s return
+    value: the last exchange ran to its end (it says nothing about the
+    payment; read outcome). fields holds every field of the bundle after
+    the transaction except the local "_" fields (certificate path and
+    password, CA file), with card data masked.
     """
 
-    def __init__(self, completed: int, fields: Dict[str, str]) -> None:
+    def __init__(self, completed: int, fields: Dict[str, str], outcome: Outcome) -> None:
         self.completed = bool(completed)
-        self.fields = fields
+        self.fields = hide_card_data(fields)
+        self.outcome = outcome
 
     result = _Field("RESULT", "RESULT: the outcome code")
     error = _Field("ERROR", "ERROR: the error text, or None")
@@ -122,21 +169,30 @@ class Result:
 
     @property
     def approved(self) -> bool:
-        return self.completed and self.error is None and self.result == "0"
+        return self.outcome is Outcome.APPROVED
+
+    @property
+    def declined(self) -> bool:
+        return self.outcome is Outcome.DECLINED
+
+    @property
+    def outcome_unknown(self) -> bool:
+        return self.outcome is Outcome.UNKNOWN
 
     def __repr__(self) -> str:
-        return "<zelvan.Result approved=%s result=%r response=%r txn_reference=%r>" % (
-            self.approved, self.result, self.response_text, self.txn_reference)
+        return "<zelvan.Result outcome=%s result=%r response=%r error=%r txn_reference=%r>" % (
+            self.outcome.name, self.result, self.response_text, self.error, self.txn_reference)
 
 
 class TransactionError(Exception):
-    """A transaction that got no decision from the gateway.
+    """A transaction without a decision of the gateway.
 
-    Raised by Transaction.execute() for every failure of the library (it
-    returned 0: no server, bad certificate, no reply, ...) and for an error
-    reply of the gateway (ERROR in the reply). error, error_detail and
-    result are the bundle's ERROR, ERROR_DETAIL and RESULT texts; outcome
-    is the Result with every field, for logging and status enquiries.
+    Raised by Transaction.execute() as itself for Outcome.NO_DECISION (the
+    gateway never opened the transaction: nothing was charged, and it may
+    be run again), and as OutcomeUnknownError for Outcome.UNKNOWN. error,
+    error_detail, result and txn_reference are the bundle's ERROR,
+    ERROR_DETAIL, RESULT and TXNREFERENCE texts; outcome is the Result with
+    every field (card data masked), whose .outcome is the Outcome.
     """
 
     def __init__(self, outcome: Result) -> None:
@@ -144,10 +200,23 @@ class TransactionError(Exception):
         self.error = outcome.error
         self.error_detail = outcome.error_detail
         self.result = outcome.result
+        self.txn_reference = outcome.txn_reference
         message = self.error or "transaction failed without an ERROR text"
         if self.error_detail:
             message += " (%s)" % self.error_detail
+        if outcome.outcome is Outcome.UNKNOWN:
+            message += "; outcome unknown: ask for the status of TXNREFERENCE %s" % self.txn_reference
         super().__init__(message)
+
+    @property
+    def outcome_unknown(self) -> bool:
+        return self.outcome.outcome is Outcome.UNKNOWN
+
+
+class OutcomeUnknownError(TransactionError):
+    """The gateway opened the transaction (txn_reference) and no final
+    decision followed: the payment may have gone through. Never run it
+    again; ask for the status of txn_reference later."""
 
 
 class Transaction:
@@ -164,14 +233,14 @@ class Transaction:
             t["TRANSACTIONTYPE"] = "PURCHASE"
             t["CARDDATA"] = "4111111111111111"
             t["AMOUNT"] = "12.50"
-            result = t.execute()        # raises TransactionError on failure
+            result = t.execute()        # result.outcome: APPROVED or DECLINED
 
     Fields behave like a mapping of str to str: t["AMOUNT"] = "12.50",
     t["RESULT"], "ERROR" in t, t.get("AUTHCODE"). The library reports an
     empty field as absent. Names and values are str (UTF-8 on the wire),
     bytes or int; text that the gateway message cannot carry (CR, LF, NUL,
     and "=" in a name or in the value of a field that is sent) raises
-    ValueError. Threads may share a Transaction (its calls take turns), and
+    ValueError, which names the field and never the value. Threads may share a Transaction (its calls take turns), and
     transactions on different Transaction objects run in parallel.
     """
 
@@ -282,18 +351,22 @@ class Transaction:
 
     @_locked
     def execute(self) -> Result:
-        """Runs the transaction and returns its Result.
+        """Runs the transaction and returns its Result when the gateway
+        decided: result.outcome is Outcome.APPROVED or Outcome.DECLINED.
 
-        A decision of the gateway, approval or decline, is returned: check
-        result.approved. Raises TransactionError when there is no decision:
-        a failure of the library (execute() returned 0) or an error reply
-        of the gateway. Blocks until the gateway answers or the time-outs
-        pass (5 seconds per unreachable server, 30 per awaited reply);
-        other threads' transactions run meanwhile.
+        Raises TransactionError for Outcome.NO_DECISION (safe to run again)
+        and OutcomeUnknownError for Outcome.UNKNOWN (never run it again;
+        ask for the status of its txn_reference). Blocks until the gateway
+        answers or the time-outs pass (5 seconds per unreachable server, 30
+        per awaited reply, and the status checks); other threads'
+        transactions run meanwhile.
         """
-        completed = self._lib.execute(self._live())
-        outcome = Result(completed, self.fields())
-        if not completed or outcome.error is not None:
+        handle = self._live()
+        completed = self._lib.execute(handle)
+        outcome = Result(completed, self.fields(), Outcome.of(self._lib.zelvanclient_outcome(handle)))
+        if outcome.outcome is Outcome.UNKNOWN:
+            raise OutcomeUnknownError(outcome)
+        if outcome.outcome is Outcome.NO_DECISION:
             raise TransactionError(outcome)
         return outcome
 

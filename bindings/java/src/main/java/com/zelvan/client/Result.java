@@ -1,53 +1,78 @@
 package com.zelvan.client;
 
 import java.util.Collections;
+import java.util.Locale;
 import java.util.Map;
 import java.util.TreeMap;
 
 /**
- * The bundle after a transaction: the gateway's reply and the fields sent,
- * card data already masked, the local "_" fields (certificate path and
- * password, CA file) left out. Immutable.
+ * The bundle after a transaction and its {@link Outcome}: the gateway's reply
+ * and the fields sent, card data masked, the local "_" fields (certificate
+ * path and password, CA file) left out. Immutable.
  *
  * <p>{@link #isCompleted()} is what the library's execute() returned: the
- * last exchange ran to its end. {@link #toString()} names the decision,
- * codes and reference only, so that logging a Result never writes card
- * data.
+ * last exchange ran to its end (it says nothing about the payment).
+ * {@link #toString()} names the outcome, codes and reference only, so that
+ * logging a Result never writes card data.
  */
 public final class Result {
     private final boolean completed;
+    private final Outcome outcome;
     private final Map<String, String> fields;
 
-    Result(boolean completed, Map<String, String> fields) {
+    Result(boolean completed, Map<String, String> fields, Outcome outcome) {
         this.completed = completed;
-        this.fields = Collections.unmodifiableMap(new TreeMap<>(fields));
+        this.outcome = outcome;
+        this.fields = Collections.unmodifiableMap(hideCardData(new TreeMap<>(fields)));
+    }
+
+    /**
+     * The card number masked and CVC2 and the expiry date as asterisks. The
+     * library does so itself after every exchange, but a transaction refused
+     * before it connects leaves them as they were put.
+     */
+    private static Map<String, String> hideCardData(Map<String, String> fields) {
+        fields.replaceAll((name, value) -> {
+            String upper = name.toUpperCase(Locale.ROOT);
+            if (upper.equals("CARDDATA")) {
+                return maskCardNumber(value);
+            }
+            return upper.equals("CVC2") || upper.equals("CARDEXPIRYDATE") ? "*".repeat(value.length()) : value;
+        });
+        return fields;
+    }
+
+    /** As the library masks: 13 to 20 characters without an "X" keep their first six and last four. */
+    private static String maskCardNumber(String number) {
+        int length = number.length();
+        if (length < 13 || length > 20 || number.indexOf('X') >= 0) {
+            return number;
+        }
+        return number.substring(0, 6) + "X".repeat(length - 10) + number.substring(length - 4);
     }
 
     public boolean isCompleted() {
         return completed;
     }
 
-    /** The gateway approved the payment: RESULT "0" and no ERROR. */
+    /** The library's outcome of the transaction. */
+    public Outcome getOutcome() {
+        return outcome;
+    }
+
     public boolean isApproved() {
-        return completed && getError() == null && "0".equals(getResult());
+        return outcome == Outcome.APPROVED;
     }
 
-    /** The gateway decided and did not approve (RESULT "1", a declined card). */
     public boolean isDeclined() {
-        return completed && getError() == null && "1".equals(getResult());
+        return outcome == Outcome.DECLINED;
     }
 
-    /**
-     * The gateway opened a reference but no final RESULT came back: the
-     * payment may have gone through. Never repeat it; ask for its status
-     * later with {@link #getTxnReference()}.
-     */
+    /** The payment may have gone through: never repeat it; ask for its status with the reference. */
     public boolean isOutcomeUnknown() {
-        String result = getResult();
-        return getTxnReference() != null && (result == null || "-1".equals(result));
+        return outcome == Outcome.UNKNOWN;
     }
 
-    /** Every field, sorted by name, unmodifiable. */
     public Map<String, String> getFields() {
         return fields;
     }
@@ -88,8 +113,7 @@ public final class Result {
     @Override
     public String toString() {
         StringBuilder text = new StringBuilder("Result(");
-        text.append(isApproved() ? "approved" : isDeclined() ? "declined"
-                : isOutcomeUnknown() ? "outcome unknown" : "failed");
+        text.append(outcome.name().toLowerCase(Locale.ROOT));
         for (String name : new String[] {"RESULT", "RESPONSECODE", "RESPONSETEXT", "ERROR", "TXNREFERENCE"}) {
             if (fields.containsKey(name)) {
                 text.append(' ').append(name).append('=').append(fields.get(name));

@@ -1,8 +1,11 @@
 package com.zelvan.client;
 
+import com.sun.jna.Function;
+import com.sun.jna.Library;
 import com.sun.jna.Native;
 import com.sun.jna.Pointer;
 import java.lang.ref.Cleaner;
+import java.lang.reflect.Proxy;
 import java.nio.charset.StandardCharsets;
 import java.util.HashMap;
 import java.util.List;
@@ -20,7 +23,7 @@ import java.util.Map;
  *     t.put("TRANSACTIONTYPE", "PURCHASE");
  *     t.put("CARDDATA", card);
  *     t.put("AMOUNT", "12.50");
- *     Result result = t.execute();   // throws TransactionException without a decision
+ *     Result result = t.execute();   // APPROVED or DECLINED; throws without a decision
  * }
  * }</pre>
  *
@@ -56,6 +59,10 @@ public final class Transaction implements AutoCloseable {
             }
         }
     }
+
+    /** zelvanclient_outcome(), looked up in the library that ClientLibrary loaded. */
+    private static final Function OUTCOME = ((Library.Handler) Proxy.getInvocationHandler(ClientLibrary.instance()))
+            .getNativeLibrary().getFunction("zelvanclient_outcome");
 
     private final ClientLibrary lib;
     private final Handle handle;
@@ -177,20 +184,26 @@ public final class Transaction implements AutoCloseable {
     }
 
     /**
-     * Runs the transaction and returns its Result: an approval or a decline
-     * (check {@link Result#isApproved()}). Throws TransactionException when
-     * there is no decision: a failure of the library or an error reply of
-     * the gateway. Blocks the calling thread until the gateway answers or
-     * the time-outs pass (5 seconds per unreachable server, about 30 per
-     * awaited reply); other threads' transactions run meanwhile.
+     * Runs the transaction and returns its Result when the gateway decided:
+     * its outcome is {@link Outcome#APPROVED} or {@link Outcome#DECLINED}.
+     * Throws TransactionException for {@link Outcome#NO_DECISION} (safe to
+     * run again) and OutcomeUnknownException for {@link Outcome#UNKNOWN}
+     * (never run it again; ask for the status of its reference). Blocks the
+     * calling thread until the gateway answers or the time-outs pass (5
+     * seconds per unreachable server, about 30 per awaited reply, and the
+     * status checks); other threads' transactions run meanwhile.
      */
     public synchronized Result execute() throws TransactionException {
-        boolean completed = lib.execute(live()) != 0;
-        Result outcome = new Result(completed, fields());
-        if (!completed || outcome.getError() != null) {
-            throw new TransactionException(outcome);
+        Pointer pointer = live();
+        boolean completed = lib.execute(pointer) != 0;
+        Result result = new Result(completed, fields(), Outcome.of(OUTCOME.invokeInt(new Object[] {pointer})));
+        if (result.getOutcome() == Outcome.UNKNOWN) {
+            throw new OutcomeUnknownException(result);
         }
-        return outcome;
+        if (result.getOutcome() == Outcome.NO_DECISION) {
+            throw new TransactionException(result);
+        }
+        return result;
     }
 
     /** Empties the bundle for the next transaction, settings included; the debug log stays. */

@@ -1,12 +1,13 @@
 package com.zelvan.client;
 
 /**
- * A transaction that got no decision from the gateway: a failure of the
- * library (no server, bad certificate, no reply, ...) or an error reply of
- * the gateway. The message is ERROR, with ERROR_DETAIL in brackets;
- * {@link #getOutcome()} holds every field for logging, and for a status
- * enquiry when {@link Result#isOutcomeUnknown()} says the payment may have
- * gone through.
+ * A transaction without a decision of the gateway: thrown as itself for
+ * {@link Outcome#NO_DECISION} (the gateway never opened it: nothing was
+ * charged, and it may be run again) and as {@link OutcomeUnknownException}
+ * for {@link Outcome#UNKNOWN}. The message is ERROR, with ERROR_DETAIL in
+ * brackets (and the reference when the outcome is unknown);
+ * {@link #getOutcome()} holds every field, card data masked, and its
+ * {@link Result#getOutcome()}.
  */
 public class TransactionException extends Exception {
     private static final long serialVersionUID = 1L;
@@ -20,7 +21,18 @@ public class TransactionException extends Exception {
 
     private static String message(Result outcome) {
         String message = outcome.getError() != null ? outcome.getError() : "transaction failed without an ERROR text";
-        return outcome.getErrorDetail() != null ? message + " (" + outcome.getErrorDetail() + ")" : message;
+        if (outcome.getErrorDetail() != null) {
+            message += " (" + outcome.getErrorDetail() + ")";
+        }
+        if (outcome.isOutcomeUnknown()) {
+            message += "; outcome unknown: ask for the status of TXNREFERENCE " + outcome.getTxnReference();
+        }
+        return message;
+    }
+
+    /** TXNREFERENCE, the reference to ask the gateway about, or null. */
+    public String getTxnReference() {
+        return outcome.getTxnReference();
     }
 
     /** The bundle after the failed transaction. */

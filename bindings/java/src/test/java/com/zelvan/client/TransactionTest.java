@@ -24,9 +24,13 @@ public class TransactionTest {
     private static final String PASSWORD = System.getenv("ZV_CERT_PASSWORD");
 
     private static Transaction purchase(String card, String password) {
+        return purchase(card, password, PORT);
+    }
+
+    private static Transaction purchase(String card, String password, String port) {
         Transaction t = new Transaction();
         t.setServers("127.0.0.1");
-        t.setPort(PORT);
+        t.setPort(port);
         t.setClientId("10000001");
         t.setCertificate(CERTS.resolve("client.p12").toString(), password);
         t.setCaFile(CERTS.resolve("ca.pem").toString());
@@ -67,8 +71,46 @@ public class TransactionTest {
             TransactionException e = assertThrows(TransactionException.class, t::execute);
             assertEquals("UNABLE TO INITIALISE SSL.", e.getError());
             assertEquals("-1", e.getOutcome().getResult());
-            assertFalse(e.getOutcome().isCompleted() || e.getOutcome().isOutcomeUnknown());
+            assertFalse(e.getOutcome().isCompleted());
+            assertEquals(Outcome.NO_DECISION, e.getOutcome().getOutcome());
             assertTrue(e.getMessage().startsWith("UNABLE TO INITIALISE SSL.") && !e.getMessage().contains(CARD));
+        }
+    }
+
+    @Test
+    public void everyOutcomeComesFromTheLibrary() throws Exception {
+        try (Transaction t = purchase(CARD, PASSWORD, System.getenv("ZV_DECLINING_SIM_PORT"))) {
+            assertEquals(Outcome.DECLINED, t.execute().getOutcome());
+        }
+        try (Transaction t = purchase(CARD, PASSWORD, System.getenv("ZV_REFUSED_PORT"))) {
+            TransactionException e = assertThrows(TransactionException.class, t::execute);
+            assertFalse(e instanceof OutcomeUnknownException);
+            assertEquals(Outcome.NO_DECISION, e.getOutcome().getOutcome());
+        }
+        try (Transaction t = purchase(CARD, PASSWORD, System.getenv("ZV_LOST_SIM_PORT"))) {
+            OutcomeUnknownException e = assertThrows(OutcomeUnknownException.class, t::execute);
+            assertEquals(Outcome.UNKNOWN, e.getOutcome().getOutcome());
+            assertTrue(e.getTxnReference().startsWith("ZS") && e.getMessage().contains(e.getTxnReference()));
+        }
+    }
+
+    @Test
+    public void noCardDataInErrorsOfTransactionsRefusedBeforeConnecting() {
+        List<String> secrets = List.of(CARD, "123", "1230", "not-the-password");
+        try (Transaction t = purchase(CARD, PASSWORD)) {
+            // A CR LF never reaches the library: the refusal names the field only.
+            for (String[] field : new String[][] {{"CARDDATA", CARD + "\r\n"}, {"CVC2", "123\r\n"},
+                    {"CARDEXPIRYDATE", "1230\r\n"}}) {
+                IllegalArgumentException e = assertThrows(IllegalArgumentException.class, () -> t.put(field[0], field[1]));
+                assertTrue(secrets.stream().noneMatch(e.toString()::contains));
+            }
+        }
+        try (Transaction t = purchase(CARD, "not-the-password")) {
+            TransactionException e = assertThrows(TransactionException.class, t::execute);
+            String shown = e + " " + e.getOutcome() + " " + e.getOutcome().getFields();
+            assertTrue(shown, secrets.stream().noneMatch(shown::contains));
+            assertEquals(List.of("411111XXXXXX1111", "***", "****"), List.of(e.getOutcome().get("CARDDATA"),
+                    e.getOutcome().get("CVC2"), e.getOutcome().get("CARDEXPIRYDATE")));
         }
     }
 
@@ -93,11 +135,12 @@ public class TransactionTest {
     @Test
     public void examplePurchase() throws Exception {
         Path java = Path.of(System.getProperty("java.home"), "bin", "java");
-        Process process = new ProcessBuilder(java.toString(), "-cp", System.getProperty("java.class.path"),
+        ProcessBuilder builder = new ProcessBuilder(java.toString(), "-cp", System.getProperty("java.class.path"),
                 Path.of(System.getProperty("zelvan.examples"), "Purchase.java").toString(),
                 "--server", "127.0.0.1", "--port", PORT, "--certificate", CERTS.resolve("client.p12").toString(),
-                "--password", PASSWORD, "--ca-file", CERTS.resolve("ca.pem").toString(), CARD, "12.50")
-                .redirectErrorStream(true).start();
+                "--ca-file", CERTS.resolve("ca.pem").toString(), CARD, "12.50").redirectErrorStream(true);
+        builder.environment().put("ZELVAN_CERT_PASSWORD", PASSWORD);
+        Process process = builder.start();
         String output = new String(process.getInputStream().readAllBytes(), StandardCharsets.UTF_8);
         assertEquals(output, 0, process.waitFor());
         assertTrue(output, output.contains("approved: APPROVED") && output.contains("card 411111XXXXXX1111"));
