@@ -1,10 +1,9 @@
 /*
 ** A purchase: charges a card and says whether the gateway approved it.
 ** Usage: purchase SERVERS PORT CERTIFICATE CAFILE [CARD AMOUNT]
-** Exit status: 0 approved, 1 declined, 2 no decision.
+** Exit status: 0 approved, 1 declined, 2 no decision, 3 outcome unknown.
 */
 #include <stdio.h>
-#include <string.h>
 
 #include "gateway.h"
 
@@ -20,19 +19,25 @@ int main(int argc, char **argv) {
   put(t, "CURRENCY", "EUR");
   put(t, "ORDERID", "example-purchase");
 
-  /* execute() returns 1 when the exchange ran to its end; the gateway's
-  ** decision is in RESULT, and only an answer without ERROR is one. */
-  if (execute(t) == 1 && get(t, "ERROR") == NULL) {
-    int approved = strcmp(field(t, "RESULT"), "0") == 0;
-    printf("%s: %s, reference %s, card %s\n", approved ? "approved" : "declined",
-           field(t, "RESPONSETEXT"), field(t, "TXNREFERENCE"), field(t, "CARDDATA"));
-    status = approved ? 0 : 1;
-  } else {
-    /* With a TXNREFERENCE the gateway may have decided: never charge again
-    ** before asking for its status (see status.c). */
-    printf("no decision: %s (%s), reference %s\n", field(t, "ERROR"), field(t, "ERROR_DETAIL"),
-           field(t, "TXNREFERENCE"));
-    status = 2;
+  /* The library says what became of the payment; the fields say why. */
+  execute(t);
+  switch (zelvanclient_outcome(t)) {
+    case ZELVAN_OUTCOME_APPROVED:
+    case ZELVAN_OUTCOME_DECLINED:
+      status = zelvanclient_outcome(t) == ZELVAN_OUTCOME_APPROVED ? 0 : 1;
+      printf("%s: %s, reference %s, card %s\n", status == 0 ? "approved" : "declined",
+             field(t, "RESPONSETEXT"), field(t, "TXNREFERENCE"), field(t, "CARDDATA"));
+      break;
+    case ZELVAN_OUTCOME_NO_DECISION:
+      /* Nothing was charged: the purchase may be run again. */
+      printf("no decision: %s (%s)\n", field(t, "ERROR"), field(t, "ERROR_DETAIL"));
+      status = 2;
+      break;
+    default:
+      /* The gateway may have charged the card: never charge again before
+      ** asking for its status (see status.c). */
+      printf("outcome unknown: %s, reference %s\n", field(t, "ERROR"), field(t, "TXNREFERENCE"));
+      status = 3;
   }
   cleanup(t);
   return status;

@@ -6,7 +6,6 @@
 ** Exit status: 0 approved, 1 declined, 2 still unknown.
 */
 #include <stdio.h>
-#include <string.h>
 
 #include "gateway.h"
 
@@ -17,10 +16,12 @@ int main(int argc, char **argv) {
   put(t, "TRANSACTIONTYPE", "STATUS");
   put(t, "TXNREFERENCE", argv[5]);
 
-  /* A status exchange is one message and one reply. A gateway ERROR in the
-  ** reply (such as an unknown reference) leaves the outcome unknown. */
-  if (execute(t) == 1 && get(t, "ERROR") == NULL) {
-    status = strcmp(field(t, "RESULT"), "0") == 0 ? 0 : 1;
+  /* A status enquiry gets the outcome of the transaction it asks about.
+  ** Anything but a decision (a gateway ERROR such as an unknown reference,
+  ** or no answer at all) leaves that outcome unknown. */
+  execute(t);
+  if (zelvanclient_outcome(t) == ZELVAN_OUTCOME_APPROVED || zelvanclient_outcome(t) == ZELVAN_OUTCOME_DECLINED) {
+    status = zelvanclient_outcome(t) == ZELVAN_OUTCOME_APPROVED ? 0 : 1;
     printf("transaction %s was %s: %s, auth code %s\n", argv[5], status == 0 ? "approved" : "declined",
            field(t, "RESPONSETEXT"), field(t, "AUTHCODE"));
   } else {

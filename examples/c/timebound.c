@@ -37,7 +37,8 @@ int main(int argc, char **argv) {
   action.sa_flags = 0; /* no SA_RESTART: blocked calls return EINTR */
   sigaction(SIGALRM, &action, &previous);
   alarm((unsigned)atoi(argv[5]));
-  approved = execute(t) == 1 && get(t, "ERROR") == NULL && strcmp(field(t, "RESULT"), "0") == 0;
+  execute(t);
+  approved = zelvanclient_outcome(t) == ZELVAN_OUTCOME_APPROVED;
   alarm(0);
   sigaction(SIGALRM, &previous, NULL);
 

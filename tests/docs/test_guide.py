@@ -50,5 +50,73 @@ class GuideTest(unittest.TestCase):
         self.assertEqual(missing, [], "ERROR texts missing from docs/guide.md")
 
 
+def outcome_values():
+    """The ZELVAN_OUTCOME_* names of the C header with their values."""
+    header = read("include/zelvan/zelvanclient.h")
+    return {name: int(value) for name, value in re.findall(r"(ZELVAN_OUTCOME_\w+) = (\d+)", header)}
+
+
+def section(guide, number):
+    start = guide.index("## %d. " % number)
+    return guide[start:guide.index("## %d. " % (number + 1), start)]
+
+
+def table_rows(text):
+    """The body rows of the markdown tables in text, as lists of cells."""
+    rows = [line.strip("|").split(" | ") for line in text.splitlines() if line.startswith("| ")]
+    return [[cell.strip() for cell in row] for row in rows if not row[0].strip().startswith(("Outcome", "`ERROR`"))]
+
+
+class OutcomeTableTest(unittest.TestCase):
+    """Section 5's table from outcome to what the merchant does, against the
+    header's values and the one function that decides the outcome."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.guide = read("docs/guide.md")
+        cls.rows = {row[0].strip("`"): row for row in table_rows(section(cls.guide, 5))}
+        cls.rule = read("src/client/transactionOutcome.cpp")
+
+    def test_one_row_per_outcome_with_the_header_value(self):
+        values = outcome_values()
+        self.assertEqual(len(values), 5)
+        self.assertEqual(sorted(self.rows), sorted(values))
+        self.assertEqual({name: int(row[1]) for name, row in self.rows.items()}, values)
+
+    def test_rows_follow_the_rules_of_the_code(self):
+        # A final decision needs a completed exchange with RESULT and no ERROR;
+        # everything else splits on whether the gateway opened the transaction.
+        self.assertRegex(self.rule, r"lastExchangeCompleted && !facts\.gatewayError && facts\.resultGiven")
+        self.assertRegex(self.rule, r"resultApproved \? ZELVAN_OUTCOME_APPROVED : ZELVAN_OUTCOME_DECLINED")
+        self.assertRegex(self.rule, r"facts\.opened \? ZELVAN_OUTCOME_UNKNOWN : ZELVAN_OUTCOME_NO_DECISION")
+        when = {name: row[2] for name, row in self.rows.items()}
+        for decided in ("ZELVAN_OUTCOME_APPROVED", "ZELVAN_OUTCOME_DECLINED"):
+            self.assertIn("no `ERROR`", when[decided])
+            self.assertIn("`RESULT`", when[decided])
+        self.assertIn("no `TXNREFERENCE`", when["ZELVAN_OUTCOME_NO_DECISION"])
+        self.assertIn("a `TXNREFERENCE` was given", when["ZELVAN_OUTCOME_UNKNOWN"])
+        self.assertIn("without `RESULT`", when["ZELVAN_OUTCOME_UNKNOWN"])
+        # Only no decision may be run again; only unknown may have charged unseen.
+        again = {name: row[4] for name, row in self.rows.items()}
+        self.assertEqual(again["ZELVAN_OUTCOME_NO_DECISION"], "yes")
+        self.assertEqual(again["ZELVAN_OUTCOME_UNKNOWN"], "**never**")
+        self.assertEqual(self.rows["ZELVAN_OUTCOME_UNKNOWN"][3], "maybe")
+
+    def test_error_sections_give_every_text_an_outcome_and_defer_to_section_5(self):
+        outcomes = ("no decision", "unknown")
+        rows = table_rows(section(self.guide, 6))
+        self.assertGreaterEqual(len(rows), 20)
+        for row in rows:
+            outcome = row[2] if len(row) == 4 else row[1]
+            self.assertTrue(outcome.startswith(outcomes), row[0])
+        documented = " ".join(row[0] for row in rows)
+        self.assertEqual(sorted(t for t in error_texts() if "`%s`" % t not in documented), [])
+        for number in (6, 7):
+            self.assertIn("(section 5)", section(self.guide, number))
+        # The reading the issue was about: a gateway ERROR after a status check.
+        self.assertRegex(section(self.guide, 7), r"`TRANSACTIONTYPE` reads `STATUS`\),\s+\*\*and the outcome is unknown")
+        self.assertNotIn("Nothing was decided", self.guide)
+
+
 if __name__ == "__main__":
     unittest.main()
