@@ -56,7 +56,7 @@ try {
     $t->close();
 }
 
-printf("%s: %s (response code %s)\n", strtolower($result->outcome->name), $result->responseText(), $result->responseCode());
+printf("%s: %s (response code %s)\n", $result->outcome->text(), $result->responseText(), $result->responseCode());
 printf("reference %s, auth code %s, card %s\n", $result->txnReference(), $result->authCode() ?? '-',
     $result->field('CARDDATA'));
 exit($result->outcome === Outcome::Approved ? 0 : 1);

@@ -19,6 +19,17 @@ enum Outcome: int
     /** The gateway opened the transaction (TXNREFERENCE) and no final decision followed: never run it again. */
     case Unknown = 4;
 
+    /** The outcome's name as zelvan-txn --json gives it: "approved", "declined", "no_decision", "unknown". */
+    public function text(): string
+    {
+        return match ($this) {
+            self::Approved => 'approved',
+            self::Declined => 'declined',
+            self::NoDecision => 'no_decision',
+            self::Unknown => 'unknown',
+        };
+    }
+
     /**
      * The library's value. Any other value (none cannot follow execute())
      * is read as Unknown, the reading that never leads to charging twice.

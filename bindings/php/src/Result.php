@@ -114,7 +114,7 @@ final class Result implements \Stringable
 
     public function __toString(): string
     {
-        $parts = [$this->outcome->name];
+        $parts = [$this->outcome->text()];
         foreach (['RESULT', 'RESPONSECODE', 'RESPONSETEXT', 'ERROR', 'TXNREFERENCE'] as $name) {
             if (isset($this->fields[$name])) {
                 $parts[] = "$name=" . $this->fields[$name];
