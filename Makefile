@@ -4,6 +4,9 @@
 # with TSAN_STRESS_PURCHASES purchases per thread),
 # `make install PREFIX=DIR` installs the library, headers and programs,
 # `make deb` builds the Debian packages into $(DEB_BUILD),
+# `make dist` puts every artifact for consumers into $(BUILD)/dist,
+# `make demo` builds only the library and the programs of the demo (in
+# $(DEMO_BUILD), without tests or GoogleTest) and runs it,
 # `make bench` builds in release mode and runs the benchmarks (bench/README.md),
 # `make fuzz` runs the libFuzzer targets (clang), FUZZ_SECONDS each,
 # `make memcheck` runs MEMCHECK_COUNT transactions under valgrind.
@@ -16,13 +19,19 @@ BENCH_RESULTS ?= $(BUILD)/bench
 FUZZ_BUILD ?= build-fuzz
 INSTALL_BUILD ?= build-install
 DEB_BUILD  ?= build-deb
+DEMO_BUILD ?= build-demo
+DIST       ?= $(BUILD)/dist
+DEB_MAINTAINER ?=
 FUZZ_SECONDS ?= 60
 MEMCHECK_COUNT ?= 200
 JOBS       ?= $(shell nproc)
+# The programs scripts/demo.sh runs; building them builds the library.
+DEMO_PROGRAMS = zelvan-txn zelvan-gateway-sim zelvan-certgen zelvan-session-key
+BUILDFLAGS = DEB_BUILD_MAINT_OPTIONS=hardening=+all dpkg-buildflags --get
 CMAKE_ARGS ?=
 PREFIX     ?= /usr/local
 
-.PHONY: all deps configure test sanitize tsan bench install deb fuzz memcheck demo clean
+.PHONY: all deps configure test sanitize tsan bench install deb dist fuzz memcheck demo clean
 
 all: configure
 	cmake --build $(BUILD) -j $(JOBS)
@@ -68,11 +77,25 @@ install:
 	cmake --build $(INSTALL_BUILD) -j $(JOBS)
 	cmake --install $(INSTALL_BUILD)
 
+# The Debian packages are built with Debian's hardening flags
+# (dpkg-buildflags) and put together by scripts/build-deb.sh.
 deb:
-	@sh scripts/ensure-deps.sh --no-tests dpkg-dev file
-	@test -f $(DEB_BUILD)/build.ninja || cmake -S . -B $(DEB_BUILD) -G Ninja -DZV_TESTS=OFF -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_INSTALL_PREFIX=/usr $(CMAKE_ARGS)
+	@sh scripts/ensure-deps.sh --no-tests dpkg-dev
+	@test -f $(DEB_BUILD)/build.ninja || \
+	  CFLAGS="$$($(BUILDFLAGS) CFLAGS) $$($(BUILDFLAGS) CPPFLAGS)" \
+	  CXXFLAGS="$$($(BUILDFLAGS) CXXFLAGS) $$($(BUILDFLAGS) CPPFLAGS)" \
+	  LDFLAGS="$$($(BUILDFLAGS) LDFLAGS)" \
+	  cmake -S . -B $(DEB_BUILD) -G Ninja -DZV_TESTS=OFF -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_INSTALL_PREFIX=/usr $(CMAKE_ARGS)
 	cmake --build $(DEB_BUILD) -j $(JOBS)
-	cd $(DEB_BUILD) && cpack -G DEB
+	DEB_MAINTAINER="$(DEB_MAINTAINER)" bash scripts/build-deb.sh $(DEB_BUILD) $(DEB_BUILD)
+
+# The C tarball is installed from $(INSTALL_BUILD) with a prefix other
+# than /usr, so that its programs find the library through their run path.
+dist: deb
+	@test -f $(INSTALL_BUILD)/build.ninja || cmake -S . -B $(INSTALL_BUILD) -G Ninja -DZV_TESTS=OFF -DCMAKE_BUILD_TYPE=RelWithDebInfo $(CMAKE_ARGS)
+	cmake -S . -B $(INSTALL_BUILD) -DCMAKE_INSTALL_PREFIX=/usr/local
+	cmake --build $(INSTALL_BUILD) -j $(JOBS)
+	bash scripts/dist.sh $(DIST) $(DEB_BUILD) $(INSTALL_BUILD)
 
 fuzz:
 	@sh scripts/ensure-deps.sh clang libclang-rt-14-dev
@@ -84,8 +107,11 @@ memcheck: all
 	@sh scripts/ensure-deps.sh valgrind
 	BUILD=$(BUILD) MEMCHECK_COUNT=$(MEMCHECK_COUNT) bash scripts/memcheck.sh
 
-demo: all
-	@BUILD=$(BUILD) bash scripts/demo.sh
+demo:
+	@sh scripts/ensure-deps.sh --no-tests
+	@test -f $(DEMO_BUILD)/build.ninja || cmake -S . -B $(DEMO_BUILD) -G Ninja -DZV_TESTS=OFF $(CMAKE_ARGS)
+	cmake --build $(DEMO_BUILD) -j $(JOBS) --target $(DEMO_PROGRAMS)
+	@BUILD=$(DEMO_BUILD) bash scripts/demo.sh
 
 clean:
-	rm -rf $(BUILD) $(SAN_BUILD) $(TSAN_BUILD) $(BENCH_BUILD) $(FUZZ_BUILD) $(INSTALL_BUILD) $(DEB_BUILD)
+	rm -rf $(BUILD) $(SAN_BUILD) $(TSAN_BUILD) $(BENCH_BUILD) $(FUZZ_BUILD) $(INSTALL_BUILD) $(DEB_BUILD) $(DEMO_BUILD)

@@ -9,7 +9,9 @@ from the source tree, after make deb (.ci/run does this):
 A C example is built with pkg-config alone (no PKG_CONFIG_PATH, no -I or
 -L of our own) and the C++ example with CMake's find_package, and both run
 a purchase against the installed simulator with certificates from the
-installed zelvan-certgen. Not a ctest test: it changes the machine.
+installed zelvan-certgen. Removal (dpkg -r) must leave no package behind,
+not even in state "rc", and take the library out of the loader's cache.
+Not a ctest test: it changes the machine.
 """
 
 import glob
@@ -27,10 +29,15 @@ DEB_DIR = os.environ.get("ZV_DEB_DIR", os.path.join(SOURCE_DIR, "build-deb"))
 PACKAGES = ["zelvan-tools", "libzelvanclient-dev", "libzelvanclient1"]
 
 
-def installed(package):
-    done = subprocess.run(["dpkg-query", "-W", "-f=${Status}", package], stdout=subprocess.PIPE,
+def status(package):
+    """dpkg's two-letter state of the package ("ii", "rc", ...), "" when it has none."""
+    done = subprocess.run(["dpkg-query", "-W", "-f=${db:Status-Abbrev}", package], stdout=subprocess.PIPE,
                           stderr=subprocess.DEVNULL, text=True)
-    return done.stdout.endswith(" installed")
+    return done.stdout.strip()
+
+
+def installed(package):
+    return status(package) == "ii"
 
 
 @unittest.skipUnless(os.geteuid() == 0, "installs packages: run as root")
@@ -44,6 +51,7 @@ class DebianPackagesTest(unittest.TestCase):
         already = [name for name in PACKAGES if installed(name)]
         if already:
             raise AssertionError("remove %s first: this test must not replace what the machine has" % already)
+        cls.debs = debs
         cls.addClassCleanup(lambda: run(["dpkg", "--purge", *PACKAGES]))
         run(["dpkg", "-i", *debs])
         cls.work = tempfile.mkdtemp(prefix="zv-deb-")
@@ -81,6 +89,17 @@ class DebianPackagesTest(unittest.TestCase):
         self.assertIn('"RESULT": "0"', out)
         for page in ("zelvan-txn", "zelvan-gateway-sim", "zelvan-certgen", "zelvan-session-key", "zelvanclient"):
             self.assertIn(page.upper(), run(["man", "-P", "cat", page], env=dict(self.env, MANWIDTH="80")))
+
+    def test_removal_leaves_nothing_configured_and_reinstall_works(self):
+        self.assertIn("libzelvanclient.so.1 ", run(["ldconfig", "-p"]))  # the ldconfig trigger ran
+        run(["dpkg", "-r", *PACKAGES])
+        try:
+            self.assertEqual({name: status(name) for name in PACKAGES}, {name: "" for name in PACKAGES})
+            self.assertNotIn("libzelvanclient", run(["ldconfig", "-p"]))
+            self.assertEqual(glob.glob("/usr/lib/*/libzelvanclient*") + glob.glob("/usr/share/doc/*zelvan*"), [])
+        finally:
+            run(["dpkg", "-i", *self.debs])  # for the other tests, whatever their order
+        self.assertTrue(all(installed(name) for name in PACKAGES))
 
 
 if __name__ == "__main__":

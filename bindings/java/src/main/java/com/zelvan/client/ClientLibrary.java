@@ -38,9 +38,14 @@ interface ClientLibrary extends Library {
 
     void cleanup(Pointer t);
 
-    /** The library, loaded on first use. */
+    /**
+     * The library, loaded on first use. While it cannot be loaded, every
+     * call tries again and throws {@link LibraryNotFoundException}: a
+     * failed load is not remembered, so the application gets the same
+     * exception each time and a library installed later is found.
+     */
     static ClientLibrary instance() {
-        return Holder.LIBRARY;
+        return Loader.get();
     }
 
     /**
@@ -58,11 +63,18 @@ interface ClientLibrary extends Library {
         return List.of("zelvanclient", "libzelvanclient.so.1");
     }
 
-    /** Lazy loading: the class initialiser runs on first use, once. */
-    final class Holder {
-        static final ClientLibrary LIBRARY = load();
+    /** Loads the library once it can be loaded; threads wait for one another. */
+    final class Loader {
+        private static ClientLibrary loaded;
 
-        private Holder() {
+        private Loader() {
+        }
+
+        static synchronized ClientLibrary get() {
+            if (loaded == null) {
+                loaded = load();
+            }
+            return loaded;
         }
 
         private static ClientLibrary load() {
@@ -75,8 +87,13 @@ interface ClientLibrary extends Library {
                     reasons.add(candidate + ": " + error.getMessage());
                 }
             }
+            // JNA looks for a bare name in jna.library.path, then asks the
+            // dynamic loader (LD_LIBRARY_PATH, /etc/ld.so.cache): the
+            // message names both, as they were, with what each name gave.
             throw new LibraryNotFoundException("libzelvanclient could not be loaded (set " + VARIABLE
-                    + " to its path):\n  " + String.join("\n  ", reasons));
+                    + " to its path); tried:\n  " + String.join("\n  ", reasons)
+                    + "\n  searched jna.library.path=" + System.getProperty("jna.library.path", "")
+                    + " and LD_LIBRARY_PATH=" + System.getenv().getOrDefault("LD_LIBRARY_PATH", ""));
         }
     }
 }
