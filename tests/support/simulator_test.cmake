@@ -19,9 +19,3 @@ function(zv_add_simulator_test name)
       $<TARGET_FILE:zelvan-gateway-sim> $<TARGET_FILE:zelvan-certgen> ${ARGN})
   set_tests_properties(${name} PROPERTIES TIMEOUT 300 ENVIRONMENT "${env}")
 endfunction()
-
-# zv_skipped_test(<name> <reason>): a test that only reports itself skipped.
-function(zv_skipped_test name reason)
-  add_test(NAME ${name} COMMAND sh -c "echo 'skipped: ${reason}'; exit 77")
-  set_tests_properties(${name} PROPERTIES SKIP_RETURN_CODE 77)
-endfunction()
