@@ -3,6 +3,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <vector>
@@ -55,7 +56,7 @@ struct ProxyExchange {
       return TunnelFailure::kNoAnswer;
     }
     *detail = "The connection to the proxy at " + name + " failed: " + strerror(errno) + ".";
-    return TunnelFailure::kMalformedAnswer;
+    return TunnelFailure::kProxyUnreachable;
   }
 
   TunnelFailure send(const std::string& request, std::string* detail) const {

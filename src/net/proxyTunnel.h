@@ -13,7 +13,7 @@
 enum class TunnelFailure {
   kNone,                // the tunnel is open
   kBadTarget,           // the gateway's name cannot go on a CONNECT line
-  kProxyUnreachable,    // the proxy's name did not resolve, or no TCP connection
+  kProxyUnreachable,    // the proxy's name did not resolve, no TCP connection, or it broke
   kProxyCredentials,    // 407 (or 401): credentials missing or refused
   kProxyForbidden,      // 403: the proxy does not allow this tunnel
   kGatewayUnreachable,  // 500, 502, 503: the proxy could not connect to the gateway
