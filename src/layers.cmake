@@ -20,6 +20,7 @@ set(ZV_LAYER_core_DEPENDS)
 set(ZV_LAYER_core_SOURCES
   object/BBoolean.cpp object/BInteger.cpp object/BMemoryTable.cpp object/BObject.cpp
   object/BPlatform.cpp object/BPointer.cpp object/BString.cpp object/BTokeniser.cpp
+  object/Deadline.cpp
   containers/BHashTable.cpp containers/BLinkMap.cpp containers/BLinkMapEntry.cpp
   containers/BMap.cpp containers/BVector.cpp)
 
@@ -33,7 +34,9 @@ set(ZV_LAYER_net_DIRS net)
 set(ZV_LAYER_net_DEPENDS core)
 set(ZV_LAYER_net_SOURCES
   net/BNetObject.cpp net/BServerSocket.cpp net/BSocket.cpp net/BSocketAddress.cpp
-  net/BSocketLibrary.cpp net/hostLookup.cpp net/localEnd.cpp)
+  net/BSocketLibrary.cpp net/hostLookup.cpp net/localEnd.cpp
+  net/OwnedDescriptor.cpp net/ProxySetting.cpp net/ServerAddress.cpp net/addressConnect.cpp
+  net/proxyTunnel.cpp)
 
 set(ZV_LAYER_ssl_DIRS ssl)
 set(ZV_LAYER_ssl_DEPENDS net core)

@@ -4,12 +4,18 @@
 // Every time bound and retry count of the library, in one place, each
 // named for what it bounds. It sits in the lowest layer because the
 // sockets, the SSL layer and the client all wait on something; no other
-// file defines a bound of its own.
+// file defines a bound of its own. A deadline for a whole payment
+// (Deadline.h) can only shorten these waits.
 
 // The socket's receive and send time-out, set before connecting.
 constexpr int kSocketTimeoutMs = 5000;
 // One TCP connect to one address of a server.
 constexpr int kConnectTimeoutMs = 5000;
+// How long an HTTP proxy may take to answer a request for a tunnel to the
+// gateway (it connects to the gateway before it answers).
+constexpr int kProxyAnswerTimeoutMs = 10000;
+// The longest answer head (status line and headers) read from a proxy.
+constexpr int kProxyAnswerHeadBytes = 8192;
 // One TLS handshake with a connected server.
 constexpr int kHandshakeTimeoutMs = 5000;
 // Reading one gateway message, in whole seconds (the reader's clock).
@@ -29,6 +35,10 @@ constexpr int kStoreLockWaitMs = 2;
 // times a connection: behind a lock left by a crashed process they give
 // up after a few milliseconds, costing one full handshake at most.
 constexpr int kStoreCallbackLockWaits = 5;
+// The longest deadline a payment can be given; longer ones are cut to it
+// (a year: no payment waits that long, and the clock's count cannot
+// overflow).
+constexpr long long kLongestDeadlineMs = 365LL * 24 * 3600 * 1000;
 // Status checks a purchase or refund with an unknown outcome runs.
 constexpr int kStatusChecks = 3;
 
