@@ -1,6 +1,5 @@
 #include "BSSLContext.h"
 
-#include <openssl/conf.h>
 #include <openssl/err.h>
 #include <openssl/pem.h>
 #include <openssl/pkcs12.h>
@@ -16,6 +15,7 @@
 #include <mutex>
 
 #include "BString.h"
+#include "StoreLock.h"
 #include "memTrack.h"
 #include "sessionStore.h"
 
@@ -123,8 +123,7 @@ bool sessionTrusted(SSL* ssl, SSL_SESSION* session) {
 
 }  // namespace
 
-BSSLContext::BSSLContext(const char* certificatePath, const char* password, const char* caFile,
-                         const char*)
+BSSLContext::BSSLContext(const char* certificatePath, const char* password, const char* caFile)
     : m_inUse(0),
       certificatePath(copyText(certificatePath, "ssl certificate path")),
       password(copyText(password, "ssl certificate password")),
@@ -157,11 +156,9 @@ BSSLContext::~BSSLContext() {
     ctx = nullptr;
   }
   // The certificate's session store stays attached: other contexts of the
-  // same certificate may still use it, and the system detaches it when
-  // the process ends. OpenSSL 3 frees its error strings, algorithm tables
-  // and ex_data at process exit by itself (the older per-call clean-ups
-  // are no-ops), so only the configuration modules are unloaded here.
-  CONF_modules_unload(1);
+  // same certificate may still use it. Nothing process-wide is unloaded
+  // here: OpenSSL's configuration, strings and tables may be the
+  // application's too, and OpenSSL frees its own at process exit.
 }
 
 const char* BSSLContext::classType() { return staticType(); }
@@ -197,9 +194,14 @@ bool BSSLContext::loadContext() {
   // refused.
   SSL_CTX_set_min_proto_version(ctx, TLS1_2_VERSION);
   // Without a CA file the server's certificate is not verified.
+  // A CA file that does not load leaves the context without trust
+  // anchors; the handshake then refuses to run (caFileUnloadable()) and
+  // says which file it was, rather than failing on the gateway's
+  // certificate.
+  m_caFileUnloadable = false;
   if (caFile->length() > 0) {
     SSL_CTX_set_verify(ctx, SSL_VERIFY_PEER, nullptr);
-    SSL_CTX_load_verify_locations(ctx, caFile->buffer(), nullptr);
+    m_caFileUnloadable = SSL_CTX_load_verify_locations(ctx, caFile->buffer(), nullptr) != 1;
   }
   SSL_CTX_set_default_passwd_cb_userdata(ctx, this);
   SSL_CTX_set_default_passwd_cb(ctx, PasswordCallback);
@@ -302,9 +304,9 @@ void BSSLContext::setSocket(int fd) {
 SSL_SESSION* BSSLContext::getSession() {
   SessionStore* store = sessionStoreFor(certificatePath->buffer() ? certificatePath->buffer() : "");
   SSL_SESSION* found = nullptr;
-  if (getLock(store)) {
-    found = decodeStoredSession(store);
-    releaseLock(store);
+  {
+    StoreLock lock(store);
+    if (lock.held()) found = decodeStoredSession(store);
   }
   // The session is not added to OpenSSL's own cache: that cache is never
   // looked up, and a copy per transaction would only grow it.
@@ -333,6 +335,10 @@ void BSSLContext::ShutdownSSL() {
   // Marked closed in both directions, so that clearing the connection for
   // the next one does not take its session for a bad one.
   SSL_set_shutdown(ssl, SSL_SENT_SHUTDOWN | SSL_RECEIVED_SHUTDOWN);
+}
+
+const char* BSSLContext::caFileUnloadable() {
+  return ctx != nullptr && m_caFileUnloadable ? caFile->buffer() : nullptr;
 }
 
 char* BSSLContext::getPassword() { return password->buffer(); }

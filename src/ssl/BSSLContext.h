@@ -28,15 +28,15 @@ extern unsigned char kSSLInited;
 // Used by one holder at a time.
 class BSSLContext : public BNetObject {
  public:
-  // Copies the three texts (null reads as empty); clientId is accepted and
-  // not used. Attaches the session store of certificatePath when the
-  // process has not attached it yet. Loads nothing.
-  BSSLContext(const char* certificatePath, const char* password, const char* caFile,
-              const char* clientId);
+  // Copies the three texts (null reads as empty). Attaches the session
+  // store of certificatePath when the process has not attached it yet.
+  // Loads nothing.
+  BSSLContext(const char* certificatePath, const char* password, const char* caFile);
   BSSLContext(const BSSLContext&) = delete;
   BSSLContext& operator=(const BSSLContext&) = delete;
-  // Frees the session, the OpenSSL context and connection, and unloads
-  // OpenSSL's configuration modules. The session store stays attached.
+  // Frees the session, the OpenSSL context and connection. Process-wide
+  // OpenSSL state (the application's too) is left alone. The session
+  // store stays attached.
   ~BSSLContext() override;
 
   // "BNetObject:BSSLContext".
@@ -53,8 +53,9 @@ class BSSLContext : public BNetObject {
   // first; legacy PKCS#12 encryption is read too), checks the
   // certificate's validity dates, and, when a CA file is set, requires the
   // server's certificate to verify against it. Returns null on failure, with code 100, 101 or 102
-  // for an unusable certificate; the next call tries again. Owned by the
-  // context.
+  // for an unusable certificate; the next call tries again. A CA file
+  // that cannot be loaded does not fail this call: every handshake fails
+  // instead (see caFileUnloadable()). Owned by the context.
   SSL* getSSLObject();
 
   // Binds the connection object to connected descriptor fd and offers the
@@ -82,6 +83,12 @@ class BSSLContext : public BNetObject {
   // the gateway's), then marks the connection closed in both directions
   // so that OpenSSL does not treat the session as bad.
   void ShutdownSSL();
+
+  // The path of the CA file when one is set and could not be loaded into
+  // the loaded context (missing, unreadable, no certificate in it); null
+  // otherwise. No handshake may run while it is set: the gateway could
+  // not be verified. Owned by the context.
+  const char* caFileUnloadable();
 
   // The password's text, owned by the context; null when it is empty.
   char* getPassword();
@@ -116,6 +123,9 @@ class BSSLContext : public BNetObject {
   int segmentId;
 
  private:
+  // Set by loadContext() when the CA file could not be loaded.
+  bool m_caFileUnloadable = false;
+
   // Builds and loads ctx; false (ctx null, error code set) on failure.
   bool loadContext();
   // Reads certificate, key and chain in the format the file name suggests,

@@ -13,7 +13,7 @@
 #include <mutex>
 #include <string>
 
-#include "BPlatform.h"
+#include "StoreLock.h"
 #include "policy.h"
 
 SharedSessionSegment* mSharedContainer = nullptr;
@@ -153,13 +153,6 @@ SessionStore* sessionStoreFor(const char* certificatePath, int* segmentId) {
 
 SharedSessionSegment* storeSegment(SessionStore* store) { return store ? store->segment.load() : nullptr; }
 
-bool attachSessionStore(const char* certificatePath, int& segmentId) {
-  int attached = 0;
-  sessionStoreFor(certificatePath, &attached);
-  if (attached != 0) segmentId = attached;
-  return attached != 0;
-}
-
 void detachSessionStore() {
   std::lock_guard<std::mutex> guard(gRegistryMutex);
   for (SessionStore& store : gStores) {
@@ -173,31 +166,6 @@ bool sessionStoreAttached() {
   return gFirstStore != nullptr && mSharedContainer != nullptr && gFirstStore->segment == mSharedContainer;
 }
 
-unsigned char getLock(SessionStore* store) { return lockWithin(store, kStoreLockWaits); }
-
-unsigned char lockWithin(SessionStore* store, int maxWaits) {
-  SharedSessionSegment* segment = storeSegment(store);
-  if (segment == nullptr) return 0;
-  // The byte is shared with other processes; the exchange makes taking it
-  // one step, so two holders can never both see it free.
-  for (int waits = 0;; waits++) {
-    if (__atomic_exchange_n(&segment->lockFlag, 1, __ATOMIC_ACQUIRE) == 0) return 1;
-    if (waits >= maxWaits) return 0;
-    Sleep(kStoreLockWaitMs);
-  }
-}
-
-void releaseLock(SessionStore* store) {
-  SharedSessionSegment* segment = storeSegment(store);
-  if (segment != nullptr) __atomic_store_n(&segment->lockFlag, 0, __ATOMIC_RELEASE);
-}
-
-unsigned char getLock() { return sessionStoreAttached() ? getLock(gFirstStore) : 0; }
-
-void releaseLock() {
-  if (sessionStoreAttached()) releaseLock(gFirstStore);
-}
-
 void bindSessionStore(SSL_CTX* ctx, SessionStore* store) { SSL_CTX_set_ex_data(ctx, storeIndex(), store); }
 
 int ssl_callback_NewSessionCacheEntry(SSL* ssl, SSL_SESSION* session) {
@@ -205,28 +173,23 @@ int ssl_callback_NewSessionCacheEntry(SSL* ssl, SSL_SESSION* session) {
   // non-zero result to mean the callback kept it: a refusal (-1) releases
   // that reference here, or the session would leak.
   SessionStore* store = storeOf(ssl ? SSL_get_SSL_CTX(ssl) : nullptr);
-  if (!lockWithin(store, kStoreCallbackLockWaits)) {
-    SSL_SESSION_free(session);
-    return -1;
-  }
-  SharedSessionSegment* segment = storeSegment(store);
-  // Encoded here first, then copied in one go, so that the segment holds
-  // a half-written session for as short a time as possible.
+  // Encoded before the lock is taken: the lock covers the copy only.
   unsigned char encoded[kMaxStoredSessionLength];
   int length = i2d_SSL_SESSION(session, nullptr);
   unsigned char* out = encoded;
-  if (length <= 0 || length > kMaxStoredSessionLength || i2d_SSL_SESSION(session, &out) != length) {
-    releaseLock(store);
+  bool fits = length > 0 && length <= kMaxStoredSessionLength && i2d_SSL_SESSION(session, &out) == length;
+  StoreLock lock(fits ? store : nullptr, kStoreCallbackLockWaits);
+  if (!lock.held()) {
     SSL_SESSION_free(session);
     return -1;
   }
+  SharedSessionSegment* segment = lock.segment();
   // A reader that comes in while the bytes change (a process that started
   // meanwhile clears the lock as it attaches) sees no session rather than
   // the new bytes under the old length.
   __atomic_store_n(&segment->sessionLength, 0, __ATOMIC_RELEASE);
   memcpy(segment->sessionData, encoded, length);
   __atomic_store_n(&segment->sessionLength, length, __ATOMIC_RELEASE);
-  releaseLock(store);
   return 0;
 }
 
@@ -269,12 +232,12 @@ void ssl_callback_DelSessionCacheEntry(SSL_CTX* ctx, SSL_SESSION* session) {
   // makes a full handshake, whose session replaces it.
   if (ERR_peek_error() == 0) return;
   SessionStore* store = storeOf(ctx);
-  if (session == nullptr || !lockWithin(store, kStoreCallbackLockWaits)) return;
-  SharedSessionSegment* segment = storeSegment(store);
+  if (session == nullptr) return;
+  StoreLock lock(store, kStoreCallbackLockWaits);
+  if (!lock.held()) return;
   SSL_SESSION* stored = decodeStoredSession(store);
-  if (stored != nullptr && sameSession(stored, session)) __atomic_store_n(&segment->sessionLength, 0, __ATOMIC_RELEASE);
+  if (stored != nullptr && sameSession(stored, session)) __atomic_store_n(&lock.segment()->sessionLength, 0, __ATOMIC_RELEASE);
   SSL_SESSION_free(stored);
-  releaseLock(store);
 }
 
 void dumpSessionInfo(SSL_SESSION*, const char*) {}

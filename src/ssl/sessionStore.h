@@ -16,9 +16,7 @@
 // one process never share a session.
 //
 // Every process and thread that uses a segment serialises its access with
-// the segment's lock byte, taken with an atomic exchange on that byte. A
-// holder that crashed costs the others at most about one second per
-// attempt.
+// the segment's lock byte, taken through a StoreLock (StoreLock.h).
 
 // Byte layout of the shared segment. Other processes of other builds map
 // the same bytes, so the layout is fixed: native byte order, 4236 bytes.
@@ -94,10 +92,6 @@ SessionStore* sessionStoreFor(const char* certificatePath, int* segmentId = null
 // until detachSessionStore().
 SharedSessionSegment* storeSegment(SessionStore* store);
 
-// Kept for compatibility: attaches the store of certificatePath as
-// sessionStoreFor() does. Returns true when this call attached it.
-bool attachSessionStore(const char* certificatePath, int& segmentId);
-
 // Detaches every store of this process (mSharedContainer keeps its
 // address; sessionStoreAttached() turns false). A later sessionStoreFor()
 // attaches again. Run when the pool of SSL contexts goes.
@@ -105,19 +99,6 @@ void detachSessionStore();
 
 // True while this process has the store of mSharedContainer attached.
 bool sessionStoreAttached();
-
-// Takes store's lock, waiting at most 500 times 2 ms for a holder to
-// release it. Returns 1 with the lock, 0 after the wait or when store has
-// no segment.
-unsigned char getLock(SessionStore* store);
-// getLock(store) with at most maxWaits waits of 2 ms.
-unsigned char lockWithin(SessionStore* store, int maxWaits);
-// Releases store's lock, whoever holds it. Nothing without a segment.
-void releaseLock(SessionStore* store);
-
-// The same for the store of mSharedContainer.
-unsigned char getLock();
-void releaseLock();
 
 // The session stored in store's segment, decoded, or null when none is
 // stored or its bytes are unusable or changed while being read. The

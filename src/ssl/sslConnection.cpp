@@ -82,6 +82,12 @@ SslHandshakeOutcome sslHandshake(BSSLContext* ctx, int fd, int timeoutMs, std::s
     *detail = "the connection could not be set up";
     return kSslHandshakeFailed;
   }
+  // Without its CA file the gateway cannot be verified: the handshake
+  // is not attempted, and the reason names the file (never its content).
+  if (const char* unloadable = ctx->caFileUnloadable()) {
+    *detail = std::string("the CA file ") + unloadable + " could not be loaded";
+    return kSslHandshakeFailed;
+  }
   auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
   for (;;) {
     ERR_clear_error();

@@ -37,7 +37,8 @@ enum SslHandshakeOutcome {
 // non-blocking. Unless the handshake completed, *detail holds why:
 // OpenSSL's reason with the verification result when there is one (for
 // example "certificate verify failed: unable to get local issuer
-// certificate"), or the time-out.
+// certificate"), the time-out, or a CA file that could not be loaded
+// (named by its path).
 SslHandshakeOutcome sslHandshake(BSSLContext* ctx, int fd, int timeoutMs, std::string* detail);
 
 // Under TLS 1.3 a gateway checks the client certificate only after the

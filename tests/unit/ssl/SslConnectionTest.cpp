@@ -20,7 +20,7 @@ TEST(SslConnection, RefusalAfterTheHandshakeIsFoundByAFailedWrite) {
   const TestCertificates& certs = TestCertificates::shared();
   SessionStoreGuard store(certs);
   TlsTestServer gateway(certs, nullptr, true);
-  BSSLContext ctx(certs.otherClientPem().c_str(), "", "", "client");
+  BSSLContext ctx(certs.otherClientPem().c_str(), "", "");
   BSocket socket;
   ctx.setInUse(1);
   ASSERT_NE(ctx.getSSLObject(), nullptr);
