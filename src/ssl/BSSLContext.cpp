@@ -13,6 +13,7 @@
 #include <cstring>
 #include <ctime>
 #include <mutex>
+#include <string>
 
 #include "BString.h"
 #include "StoreLock.h"
@@ -100,16 +101,14 @@ class CertificateReadingScope {
   OSSL_LIB_CTX* m_previous;
 };
 
-// Whether the session held for resumption may be offered on ssl. A
+// Whether the gateway certificate of session verifies for ssl. A
 // session carries only the gateway's own certificate, so when the context
 // verifies gateways that certificate must verify again against this
 // context's CA file and name this connection's server (when the name is
 // checked); otherwise a session stored by a process with another CA file,
 // or with none, would skip verification altogether.
 bool sessionTrusted(SSL* ssl, SSL_SESSION* session) {
-  if (!SSL_SESSION_is_resumable(session)) return false;
   SSL_CTX* ctx = SSL_get_SSL_CTX(ssl);
-  if ((SSL_CTX_get_verify_mode(ctx) & SSL_VERIFY_PEER) == 0) return true;
   X509* gateway = SSL_SESSION_get0_peer(session);
   if (gateway == nullptr) return false;
   X509_STORE_CTX* check = X509_STORE_CTX_new();
@@ -275,7 +274,9 @@ bool BSSLContext::checkValidity(X509* cert) {
   return false;
 }
 
-void BSSLContext::setSocket(int fd) {
+void BSSLContext::setSocket(int fd) { bindSocket(fd, true); }
+
+void BSSLContext::bindSocket(int fd, bool offerStoredSession) {
   if (ctx == nullptr || fd == 0) return;
   SSL* connection = getSSLObject();
   if (connection == nullptr) return;
@@ -288,10 +289,15 @@ void BSSLContext::setSocket(int fd) {
   // The store holds the most recent session of the certificate, whichever
   // process or context made it; a TLS 1.3 ticket offered before may have
   // been single-use, so the held one is never offered again as it is.
-  getSession();
-  if (session != nullptr && !sessionTrusted(connection, session)) {
-    SSL_SESSION_free(session);
-    session = nullptr;
+  SSL_SESSION_free(session);
+  session = nullptr;
+  if (offerStoredSession) {
+    uint64_t generation = 0;
+    session = copyStoredSession(storeOfThisCertificate(), &generation);
+    if (session != nullptr && !offerable(connection, generation)) {
+      SSL_SESSION_free(session);
+      session = nullptr;
+    }
   }
   // Also forgets the previous connection's session when none is offered.
   SSL_set_session(connection, session);
@@ -301,15 +307,30 @@ void BSSLContext::setSocket(int fd) {
   ERR_clear_error();
 }
 
+bool BSSLContext::offerable(SSL* connection, uint64_t generation) {
+  if (!SSL_SESSION_is_resumable(session)) return false;
+  if ((SSL_CTX_get_verify_mode(ctx) & SSL_VERIFY_PEER) == 0) return true;
+  // The gateway's certificate is verified once per stored session, CA
+  // file and expected name in this process, not once per purchase.
+  X509_VERIFY_PARAM* param = SSL_get0_param(connection);
+  const char* host = X509_VERIFY_PARAM_get0_host(param, 0);
+  char* ip = X509_VERIFY_PARAM_get1_ip_asc(param);
+  std::string verifier = std::string(caFile->buffer() ? caFile->buffer() : "") + '\n' + (host ? host : "") + '\n' +
+                         (ip ? ip : "");
+  OPENSSL_free(ip);
+  SSL_SESSION* held = session;
+  return storedSessionVerdict(storeOfThisCertificate(), generation, verifier,
+                              [connection, held] { return sessionTrusted(connection, held); });
+}
+
+SessionStore* BSSLContext::storeOfThisCertificate() {
+  return sessionStoreFor(certificatePath->buffer() ? certificatePath->buffer() : "");
+}
+
 SSL_SESSION* BSSLContext::getSession() {
-  SessionStore* store = sessionStoreFor(certificatePath->buffer() ? certificatePath->buffer() : "");
-  SSL_SESSION* found = nullptr;
-  {
-    StoreLock lock(store);
-    if (lock.held()) found = decodeStoredSession(store);
-  }
   // The session is not added to OpenSSL's own cache: that cache is never
   // looked up, and a copy per transaction would only grow it.
+  SSL_SESSION* found = copyStoredSession(storeOfThisCertificate());
   SSL_SESSION_free(session);
   session = found;
   return session;

@@ -3,9 +3,12 @@
 
 #include <openssl/ssl.h>
 
+#include <cstdint>
+
 #include "BNetObject.h"
 
 class BString;
+struct SessionStore;
 
 // Set once OpenSSL has been initialised for the process; never cleared.
 // Written once, under initSSL()'s one-time guard.
@@ -67,10 +70,15 @@ class BSSLContext : public BNetObject {
   // gone fail instead of raising SIGPIPE. Nothing when the context is not
   // loaded or fd is 0.
   void setSocket(int fd);
+  // setSocket(), offering the stored session only when offerStoredSession
+  // is true; otherwise the handshake is a full one.
+  void bindSocket(int fd, bool offerStoredSession);
 
   // Reads the stored session from the certificate's shared store and makes
-  // it the session to offer, releasing the one held. Returns it (owned by the context), or null when the
-  // store is empty, unreadable or locked; the held session is then null.
+  // it the session to offer, releasing the one held. The store is decoded
+  // only when it changed since this process last read it. Returns it
+  // (owned by the context), or null when the store is empty, unreadable
+  // or locked; the held session is then null.
   SSL_SESSION* getSession();
 
   // 1 while a caller holds the context.
@@ -126,6 +134,12 @@ class BSSLContext : public BNetObject {
   // Set by loadContext() when the CA file could not be loaded.
   bool m_caFileUnloadable = false;
 
+  // Whether the held session, of the store's generation, may be offered
+  // on connection: resumable, and its gateway certificate trusted as the
+  // context requires.
+  bool offerable(SSL* connection, uint64_t generation);
+  // The session store of the context's certificate.
+  SessionStore* storeOfThisCertificate();
   // Builds and loads ctx; false (ctx null, error code set) on failure.
   bool loadContext();
   // Reads certificate, key and chain in the format the file name suggests,

@@ -5,6 +5,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <string>
 
 // The SSL session store: the one most recent SSL session of a client
 // certificate, kept in a System V shared-memory segment so that every
@@ -100,10 +102,23 @@ void detachSessionStore();
 // True while this process has the store of mSharedContainer attached.
 bool sessionStoreAttached();
 
-// The session stored in store's segment, decoded, or null when none is
-// stored or its bytes are unusable or changed while being read. The
-// caller holds store's lock and frees the result.
-SSL_SESSION* decodeStoredSession(SessionStore* store);
+// A copy of the session stored in store's segment, or null when none is
+// stored, its bytes are unusable or changed while being read, or the lock
+// could not be had. The lock is held only while the bytes are copied out;
+// they are decoded only when they differ from the ones this process
+// decoded last (another connection stored a new session), and outside any
+// lock. *generation (when not null) receives a number that changes
+// whenever the decoded session does. The caller frees the result.
+SSL_SESSION* copyStoredSession(SessionStore* store, uint64_t* generation = nullptr);
+
+// Whether the stored session of generation (from copyStoredSession())
+// passes verify for verifier, a text naming what verify checks against
+// (CA file, expected gateway name). verify runs once per stored session
+// and verifier, and again after kStoredSessionVerdictSeconds so that a
+// gateway certificate that expired meanwhile is noticed; its answer is
+// remembered otherwise.
+bool storedSessionVerdict(SessionStore* store, uint64_t generation, const std::string& verifier,
+                          const std::function<bool()>& verify);
 
 // Makes ctx store sessions in store: the callbacks below find it through
 // ctx. The store lives as long as the process, so nothing unbinds it.

@@ -65,11 +65,9 @@ void sslSetPeer(BSSLContext* ctx, const char* server, bool checkName) {
 }
 
 bool sslAttach(BSSLContext* ctx, int fd, bool offerStoredSession) {
-  ctx->setSocket(fd);
+  ctx->bindSocket(fd, offerStoredSession);
   SSL* ssl = ctx->getSSLObject();
-  if (ssl == nullptr) return false;
-  if (!offerStoredSession) SSL_set_session(ssl, nullptr);
-  return SSL_get0_session(ssl) != nullptr;
+  return ssl != nullptr && SSL_get0_session(ssl) != nullptr;
 }
 
 SslHandshakeOutcome sslHandshake(BSSLContext* ctx, int fd, int timeoutMs, std::string* detail) {

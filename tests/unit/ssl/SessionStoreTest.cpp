@@ -164,6 +164,46 @@ TEST_F(SessionStoreTest, StoresSessionsOfUpTo4096Bytes) {
   SSL_SESSION_free(tooLong);
 }
 
+// A process decodes the stored session once and hands out copies until
+// the store changes; a verdict on it is reached once per verifier.
+TEST_F(SessionStoreTest, DecodesAndVerifiesOncePerStoredSession) {
+  BSSLContext ctx(certs().clientPem().c_str(), certs().password().c_str(), "");
+  SSL* ssl = ctx.getSSLObject();
+  ASSERT_NE(ssl, nullptr);
+  SessionStore* store = sessionStoreFor(certs().clientPem().c_str());
+  SSL_SESSION* first = sessionEncodedIn(ssl, 300);
+  SSL_SESSION* second = sessionEncodedIn(ssl, 400);
+  ASSERT_EQ(offer(ssl, first), 0);
+  uint64_t g1 = 0, g2 = 0, g3 = 0;
+  SSL_SESSION* a = copyStoredSession(store, &g1);
+  SSL_SESSION* b = copyStoredSession(store, &g2);
+  ASSERT_NE(a, nullptr);
+  ASSERT_NE(b, nullptr);
+  EXPECT_NE(a, b) << "each caller gets a copy of its own";
+  EXPECT_EQ(g1, g2) << "the same bytes are not decoded again";
+  EXPECT_EQ(i2d_SSL_SESSION(b, nullptr), 300);
+
+  int verifications = 0;
+  auto verify = [&verifications] {
+    verifications++;
+    return true;
+  };
+  EXPECT_TRUE(storedSessionVerdict(store, g1, "ca\nhost", verify));
+  EXPECT_TRUE(storedSessionVerdict(store, g1, "ca\nhost", verify));
+  EXPECT_EQ(verifications, 1);
+  EXPECT_TRUE(storedSessionVerdict(store, g1, "other ca\nhost", verify));
+  EXPECT_EQ(verifications, 2) << "another CA file is verified on its own";
+
+  ASSERT_EQ(offer(ssl, second), 0);
+  SSL_SESSION* c = copyStoredSession(store, &g3);
+  ASSERT_NE(c, nullptr);
+  EXPECT_NE(g3, g1) << "a new stored session is decoded";
+  EXPECT_EQ(i2d_SSL_SESSION(c, nullptr), 400);
+  EXPECT_TRUE(storedSessionVerdict(store, g3, "ca\nhost", verify));
+  EXPECT_EQ(verifications, 3);
+  for (SSL_SESSION* s : {first, second, a, b, c}) SSL_SESSION_free(s);
+}
+
 // A removal clears the stored session only when it names that session and
 // its context has a store: clearing itself is seen below, after fatal alerts.
 TEST_F(SessionStoreTest, RemovingAnotherSessionKeepsTheStoredOne) {
