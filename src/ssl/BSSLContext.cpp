@@ -3,7 +3,6 @@
 #include <openssl/err.h>
 #include <openssl/pem.h>
 #include <openssl/pkcs12.h>
-#include <openssl/provider.h>
 #include <openssl/x509.h>
 #include <openssl/x509_vfy.h>
 
@@ -12,11 +11,13 @@
 #include <cerrno>
 #include <cstring>
 #include <ctime>
+#include <memory>
 #include <mutex>
 #include <string>
 
 #include "BString.h"
 #include "StoreLock.h"
+#include "certificateCache.h"
 #include "memTrack.h"
 #include "sessionStore.h"
 
@@ -43,9 +44,14 @@ int writeWithoutSignal(BIO* bio, const char* data, int length) {
   return written;
 }
 
-// OpenSSL's socket BIO with the write above; made once per process.
+// OpenSSL's socket BIO with the write above; made on first use, freed by
+// releaseSslProcessState().
+std::mutex gSocketMethodMutex;
+BIO_METHOD* gSocketMethod = nullptr;
+
 BIO_METHOD* socketMethod() {
-  static BIO_METHOD* method = [] {
+  std::lock_guard<std::mutex> guard(gSocketMethodMutex);
+  if (gSocketMethod == nullptr) {
     const BIO_METHOD* plain = BIO_s_socket();
     BIO_METHOD* m = BIO_meth_new(BIO_get_new_index() | BIO_TYPE_SOURCE_SINK | BIO_TYPE_DESCRIPTOR,
                                  "socket without SIGPIPE");
@@ -56,39 +62,24 @@ BIO_METHOD* socketMethod() {
       BIO_meth_set_create(m, BIO_meth_get_create(plain));
       BIO_meth_set_destroy(m, BIO_meth_get_destroy(plain));
     }
-    return m;
-  }();
-  return method;
+    gSocketMethod = m;
+  }
+  return gSocketMethod;
 }
 
 // Older tools (OpenSSL 1.x's default export, "openssl pkcs12 -legacy",
 // older Java keystores) encrypt PKCS#12 files with RC2-40 or 3DES, which
 // OpenSSL 3 reads only through its legacy provider. That provider is
-// loaded beside the default one in a library context of the library's
-// own, made once per process, so that the application's OpenSSL state is
-// left as it was. Null when OpenSSL cannot make one.
-OSSL_LIB_CTX* certificateReadingContext() {
-  static OSSL_LIB_CTX* const context = [] {
-    OSSL_LIB_CTX* made = OSSL_LIB_CTX_new();
-    if (made != nullptr) {
-      OSSL_PROVIDER_load(made, "default");
-      // Without the module (a trimmed OpenSSL install) the modern formats
-      // still load.
-      OSSL_PROVIDER_load(made, "legacy");
-    }
-    return made;
-  }();
-  return context;
-}
-
-// Makes the certificate-reading context this thread's default while the
+// loaded, in a library context of the library's own (see
+// certificateCache.h), only when a file fails to read without it.
+// Makes the legacy reading context this thread's default while a
 // certificate file is read. PKCS12_parse and the PEM readers take no
 // library context of their own, and the default is per thread, so other
 // threads and the application's later calls are not affected.
 class CertificateReadingScope {
  public:
   CertificateReadingScope() : m_previous(nullptr) {
-    OSSL_LIB_CTX* context = certificateReadingContext();
+    OSSL_LIB_CTX* context = legacyReadingContext();
     if (context != nullptr) m_previous = OSSL_LIB_CTX_set0_default(context);
   }
   ~CertificateReadingScope() {
@@ -160,6 +151,14 @@ BSSLContext::~BSSLContext() {
   // application's too, and OpenSSL frees its own at process exit.
 }
 
+void releaseSslProcessState() {
+  forgetParsedCertificates();
+  detachSessionStore();
+  std::lock_guard<std::mutex> guard(gSocketMethodMutex);
+  BIO_meth_free(gSocketMethod);
+  gSocketMethod = nullptr;
+}
+
 const char* BSSLContext::classType() { return staticType(); }
 
 const char* BSSLContext::staticType() { return "BNetObject:BSSLContext"; }
@@ -205,29 +204,24 @@ bool BSSLContext::loadContext() {
   SSL_CTX_set_default_passwd_cb_userdata(ctx, this);
   SSL_CTX_set_default_passwd_cb(ctx, PasswordCallback);
 
-  X509* cert = nullptr;
-  EVP_PKEY* key = nullptr;
-  STACK_OF(X509)* chain = nullptr;
-  BIO* bio = BIO_new_file(certificatePath->buffer() ? certificatePath->buffer() : "", "r");
-  if (bio != nullptr) readCertificate(bio, &cert, &key, &chain);
+  // Parsed once per process for every context of the same file and
+  // password; the reader runs only for a file not parsed yet or changed.
+  std::shared_ptr<const ParsedCertificate> parsed = sharedCertificate(
+      certificatePath->buffer() ? certificatePath->buffer() : "", password->buffer() ? password->buffer() : "",
+      [this](BIO* file, ParsedCertificate* out) { readCertificate(file, &out->cert, &out->key, &out->chain); });
 
   // The CA certificates that came with the client certificate are sent as
   // its chain, so that a gateway trusting only the root accepts a
   // certificate issued by an intermediate. A key that does not match the
-  // certificate fails here.
-  bool loaded = cert != nullptr && key != nullptr && SSL_CTX_use_cert_and_key(ctx, cert, key, chain, 1) == 1;
+  // certificate fails here. The context takes references of its own.
+  bool loaded = parsed != nullptr &&
+                SSL_CTX_use_cert_and_key(ctx, parsed->cert, parsed->key, parsed->chain, 1) == 1;
   if (!loaded) setError(kBadCertOrKey);
-  loaded = loaded && checkValidity(cert);
-
-  // The OpenSSL context holds references of its own; the local ones and
-  // the file are released on every path.
-  X509_free(cert);
-  EVP_PKEY_free(key);
-  sk_X509_pop_free(chain, X509_free);
-  BIO_free(bio);
+  loaded = loaded && checkValidity(parsed->cert);
   if (!loaded) {
     SSL_CTX_free(ctx);
     ctx = nullptr;
+    ERR_clear_error();
     return false;
   }
 
@@ -246,19 +240,26 @@ bool BSSLContext::loadContext() {
 }
 
 void BSSLContext::readCertificate(BIO* bio, X509** cert, EVP_PKEY** key, STACK_OF(X509)** chain) {
-  CertificateReadingScope scope;
   bool pkcs12First = certificatePath->endsWith(".p12", 1);
-  for (int attempt = 0; attempt < 2; attempt++) {
-    sk_X509_pop_free(*chain, X509_free);
-    *chain = nullptr;
-    if (pkcs12First == (attempt == 0)) {
-      readPKCS12(bio, password, cert, key, chain);
-    } else {
-      readPEMCert(bio, ctx, cert, key);
-      if (*cert != nullptr && *key != nullptr) *chain = readPEMChain(bio);
+  auto readEitherFormat = [&] {
+    for (int attempt = 0; attempt < 2; attempt++) {
+      sk_X509_pop_free(*chain, X509_free);
+      *chain = nullptr;
+      if (pkcs12First == (attempt == 0)) {
+        readPKCS12(bio, password, cert, key, chain);
+      } else {
+        readPEMCert(bio, ctx, cert, key);
+        if (*cert != nullptr && *key != nullptr) *chain = readPEMChain(bio);
+      }
+      if (*cert != nullptr && *key != nullptr) return true;
     }
-    if (*cert != nullptr && *key != nullptr) return;
-  }
+    return false;
+  };
+  if (readEitherFormat()) return;
+  // Only a file that needs it (older PKCS#12 encryption) costs the legacy
+  // provider; a wrong password pays a second attempt.
+  CertificateReadingScope scope;
+  readEitherFormat();
 }
 
 bool BSSLContext::checkValidity(X509* cert) {

@@ -156,4 +156,11 @@ class BSSLContext : public BNetObject {
   bool checkValidity(X509* cert);
 };
 
+// Frees what the SSL layer made for the process as a whole: the parsed
+// certificates, the legacy reading context, the socket method and the
+// session stores' attachments and decoded sessions. Everything is made
+// again on next use. Run when the pool goes (free_client(), and so when
+// the library is unloaded), with no context left.
+void releaseSslProcessState();
+
 #endif  // ZELVAN_BSSLCONTEXT_H_

@@ -225,6 +225,12 @@ void detachSessionStore() {
   for (SessionStore& store : gStores) {
     detachFromSharedMemory(store.segment.exchange(nullptr));
     store.attempted = false;
+    std::lock_guard<std::mutex> cacheGuard(store.cacheMutex);
+    SSL_SESSION_free(store.decoded);
+    store.decoded = nullptr;
+    store.decodedLength = 0;
+    store.generation++;
+    store.verdicts.clear();
   }
 }
 

@@ -94,9 +94,10 @@ SessionStore* sessionStoreFor(const char* certificatePath, int* segmentId = null
 // until detachSessionStore().
 SharedSessionSegment* storeSegment(SessionStore* store);
 
-// Detaches every store of this process (mSharedContainer keeps its
-// address; sessionStoreAttached() turns false). A later sessionStoreFor()
-// attaches again. Run when the pool of SSL contexts goes.
+// Detaches every store of this process and frees the sessions decoded
+// from them (mSharedContainer keeps its address; sessionStoreAttached()
+// turns false). A later sessionStoreFor() attaches again. Run when the
+// pool of SSL contexts goes.
 void detachSessionStore();
 
 // True while this process has the store of mSharedContainer attached.

@@ -46,9 +46,12 @@ void create_ssl_pool() {
 }
 
 void destroy_ssl_pool() {
-  // The table owns every key, list and SSL context it holds.
+  // The table owns every key, list and SSL context it holds. What the
+  // contexts shared goes with them, so that unloading the library leaves
+  // nothing behind.
   trackDelete(m_ssl_contexts);
   m_ssl_contexts = nullptr;
+  releaseSslProcessState();
 }
 
 int get_ssl_lock() {

@@ -19,7 +19,8 @@ extern BHashTable* m_ssl_contexts;
 void create_ssl_pool();
 
 // Deletes the pool's table with every key, list and context in it, and
-// leaves m_ssl_contexts null. Call only when no transaction runs.
+// leaves m_ssl_contexts null; then frees what the contexts shared
+// (releaseSslProcessState()). Call only when no transaction runs.
 void destroy_ssl_pool();
 
 // 0 while the pool is free, 1 while one caller holds it.

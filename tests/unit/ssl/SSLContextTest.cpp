@@ -2,8 +2,11 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <string>
+
+#include <openssl/ssl.h>
 
 #include "BSSLContext.h"
 #include "SessionStoreGuard.h"
@@ -96,4 +99,23 @@ TEST_F(SSLContextTest, PasswordCallbackCopiesAtMostTheBufferSize) {
   memset(buffer, 'x', sizeof buffer);
   EXPECT_EQ(BSSLContext::PasswordCallback(buffer, sizeof buffer, 0, &noPassword), 0);
   EXPECT_STREQ(buffer, "");
+}
+
+// Contexts of one file and password share one parsed certificate and key;
+// a file changed on disk is parsed again.
+TEST_F(SSLContextTest, ParsesACertificateFileOncePerProcessUntilItChanges) {
+  const std::string path = certs().dir() + "/shared.p12";
+  std::filesystem::copy_file(certs().clientP12(), path, std::filesystem::copy_options::overwrite_existing);
+  auto leaf = [](BSSLContext& ctx) { return SSL_CTX_get0_certificate(SSL_get_SSL_CTX(ctx.getSSLObject())); };
+  BSSLContext first(path.c_str(), certs().password().c_str(), "");
+  BSSLContext second(path.c_str(), certs().password().c_str(), "");
+  ASSERT_NE(first.getSSLObject(), nullptr);
+  ASSERT_NE(second.getSSLObject(), nullptr);
+  EXPECT_EQ(leaf(first), leaf(second)) << "one parse, shared";
+
+  std::filesystem::copy_file(certs().clientPem(), path, std::filesystem::copy_options::overwrite_existing);
+  BSSLContext afterChange(path.c_str(), certs().password().c_str(), "");
+  ASSERT_NE(afterChange.getSSLObject(), nullptr);
+  EXPECT_NE(leaf(afterChange), leaf(first)) << "the changed file is read again";
+  std::filesystem::remove(path);
 }
