@@ -21,7 +21,10 @@ void sslSetPeer(BSSLContext* ctx, const char* server, bool checkName);
 
 // Binds the context's connection to connected descriptor fd (see
 // BSSLContext::setSocket()). With offerStoredSession false no session is
-// offered, whatever the store holds, so the handshake is a full one.
+// offered, whatever the store holds, so the handshake is a full one; nor
+// is one offered to a gateway that refused kResumptionRefusalsBeforePause
+// offered sessions in a row, for kResumptionPauseSeconds after the last
+// refusal (sslHandshake() keeps the count).
 // Returns true when a stored session is offered.
 bool sslAttach(BSSLContext* ctx, int fd, bool offerStoredSession);
 
