@@ -46,7 +46,7 @@ void setUp() {
   std::string dir = dirTemplate;
   CertificateFactory().writeAll(dir);
 
-  gClient = new BSSLContext((dir + "/" + CertificateFactory::kClientPlainPem).c_str(), "", "", "fuzz");
+  gClient = new BSSLContext((dir + "/" + CertificateFactory::kClientPlainPem).c_str(), "", "");
   if (!gClient->getSSLObject()) std::abort();
   if (mSharedContainer) shmctl(mSharedContainer->segmentId, IPC_RMID, nullptr);
 

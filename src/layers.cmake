@@ -41,7 +41,7 @@ set(ZV_LAYER_net_SOURCES
 set(ZV_LAYER_ssl_DIRS ssl)
 set(ZV_LAYER_ssl_DEPENDS net core)
 set(ZV_LAYER_ssl_SOURCES
-  ssl/BSSLContext.cpp ssl/sessionStore.cpp ssl/sslConnection.cpp ssl/sslPool.cpp)
+  ssl/BSSLContext.cpp ssl/StoreLock.cpp ssl/certificateCache.cpp ssl/sessionStore.cpp ssl/sslConnection.cpp ssl/sslPool.cpp)
 
 set(ZV_LAYER_client_DIRS client)
 set(ZV_LAYER_client_DEPENDS ssl net core)

@@ -185,7 +185,7 @@ ServerOutcome openConnection(Exchange& x, const std::string& server, int port,
 
   x.log("\t\tGetting ssl context");
   x.ctx = static_cast<BSSLContext*>(
-      get_ssl(c.certificatePath.c_str(), c.password.c_str(), c.caFile.c_str(), c.clientId.c_str()));
+      get_ssl(c.certificatePath.c_str(), c.password.c_str(), c.caFile.c_str()));
   x.log("\t\tGot ssl context");
   if (x.ctx == nullptr || x.ctx->getSSLObject() == nullptr) {
     std::string detail = x.ctx == nullptr ? "Unable to obtain an ssl context object." : x.ctx->getError();

@@ -39,6 +39,15 @@ constexpr int kStoreCallbackLockWaits = 5;
 // (a year: no payment waits that long, and the clock's count cannot
 // overflow).
 constexpr long long kLongestDeadlineMs = 365LL * 24 * 3600 * 1000;
+// How long a process trusts its verdict on a stored session's gateway
+// certificate before verifying it again, so that a certificate that
+// expires while its session is still stored is noticed.
+constexpr int kStoredSessionVerdictSeconds = 600;
+// A gateway that refused this many offered sessions in a row is offered
+// none for kResumptionPauseSeconds; then one session is offered again, so
+// that a gateway that starts resuming is noticed.
+constexpr int kResumptionRefusalsBeforePause = 3;
+constexpr int kResumptionPauseSeconds = 300;
 // Status checks a purchase or refund with an unknown outcome runs.
 constexpr int kStatusChecks = 3;
 

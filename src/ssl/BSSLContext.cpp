@@ -1,10 +1,8 @@
 #include "BSSLContext.h"
 
-#include <openssl/conf.h>
 #include <openssl/err.h>
 #include <openssl/pem.h>
 #include <openssl/pkcs12.h>
-#include <openssl/provider.h>
 #include <openssl/x509.h>
 #include <openssl/x509_vfy.h>
 
@@ -13,9 +11,13 @@
 #include <cerrno>
 #include <cstring>
 #include <ctime>
+#include <memory>
 #include <mutex>
+#include <string>
 
 #include "BString.h"
+#include "StoreLock.h"
+#include "certificateCache.h"
 #include "memTrack.h"
 #include "sessionStore.h"
 
@@ -42,9 +44,14 @@ int writeWithoutSignal(BIO* bio, const char* data, int length) {
   return written;
 }
 
-// OpenSSL's socket BIO with the write above; made once per process.
+// OpenSSL's socket BIO with the write above; made on first use, freed by
+// releaseSslProcessState().
+std::mutex gSocketMethodMutex;
+BIO_METHOD* gSocketMethod = nullptr;
+
 BIO_METHOD* socketMethod() {
-  static BIO_METHOD* method = [] {
+  std::lock_guard<std::mutex> guard(gSocketMethodMutex);
+  if (gSocketMethod == nullptr) {
     const BIO_METHOD* plain = BIO_s_socket();
     BIO_METHOD* m = BIO_meth_new(BIO_get_new_index() | BIO_TYPE_SOURCE_SINK | BIO_TYPE_DESCRIPTOR,
                                  "socket without SIGPIPE");
@@ -55,39 +62,24 @@ BIO_METHOD* socketMethod() {
       BIO_meth_set_create(m, BIO_meth_get_create(plain));
       BIO_meth_set_destroy(m, BIO_meth_get_destroy(plain));
     }
-    return m;
-  }();
-  return method;
+    gSocketMethod = m;
+  }
+  return gSocketMethod;
 }
 
 // Older tools (OpenSSL 1.x's default export, "openssl pkcs12 -legacy",
 // older Java keystores) encrypt PKCS#12 files with RC2-40 or 3DES, which
 // OpenSSL 3 reads only through its legacy provider. That provider is
-// loaded beside the default one in a library context of the library's
-// own, made once per process, so that the application's OpenSSL state is
-// left as it was. Null when OpenSSL cannot make one.
-OSSL_LIB_CTX* certificateReadingContext() {
-  static OSSL_LIB_CTX* const context = [] {
-    OSSL_LIB_CTX* made = OSSL_LIB_CTX_new();
-    if (made != nullptr) {
-      OSSL_PROVIDER_load(made, "default");
-      // Without the module (a trimmed OpenSSL install) the modern formats
-      // still load.
-      OSSL_PROVIDER_load(made, "legacy");
-    }
-    return made;
-  }();
-  return context;
-}
-
-// Makes the certificate-reading context this thread's default while the
+// loaded, in a library context of the library's own (see
+// certificateCache.h), only when a file fails to read without it.
+// Makes the legacy reading context this thread's default while a
 // certificate file is read. PKCS12_parse and the PEM readers take no
 // library context of their own, and the default is per thread, so other
 // threads and the application's later calls are not affected.
 class CertificateReadingScope {
  public:
   CertificateReadingScope() : m_previous(nullptr) {
-    OSSL_LIB_CTX* context = certificateReadingContext();
+    OSSL_LIB_CTX* context = legacyReadingContext();
     if (context != nullptr) m_previous = OSSL_LIB_CTX_set0_default(context);
   }
   ~CertificateReadingScope() {
@@ -100,16 +92,14 @@ class CertificateReadingScope {
   OSSL_LIB_CTX* m_previous;
 };
 
-// Whether the session held for resumption may be offered on ssl. A
+// Whether the gateway certificate of session verifies for ssl. A
 // session carries only the gateway's own certificate, so when the context
 // verifies gateways that certificate must verify again against this
 // context's CA file and name this connection's server (when the name is
 // checked); otherwise a session stored by a process with another CA file,
 // or with none, would skip verification altogether.
 bool sessionTrusted(SSL* ssl, SSL_SESSION* session) {
-  if (!SSL_SESSION_is_resumable(session)) return false;
   SSL_CTX* ctx = SSL_get_SSL_CTX(ssl);
-  if ((SSL_CTX_get_verify_mode(ctx) & SSL_VERIFY_PEER) == 0) return true;
   X509* gateway = SSL_SESSION_get0_peer(session);
   if (gateway == nullptr) return false;
   X509_STORE_CTX* check = X509_STORE_CTX_new();
@@ -123,8 +113,7 @@ bool sessionTrusted(SSL* ssl, SSL_SESSION* session) {
 
 }  // namespace
 
-BSSLContext::BSSLContext(const char* certificatePath, const char* password, const char* caFile,
-                         const char*)
+BSSLContext::BSSLContext(const char* certificatePath, const char* password, const char* caFile)
     : m_inUse(0),
       certificatePath(copyText(certificatePath, "ssl certificate path")),
       password(copyText(password, "ssl certificate password")),
@@ -157,11 +146,17 @@ BSSLContext::~BSSLContext() {
     ctx = nullptr;
   }
   // The certificate's session store stays attached: other contexts of the
-  // same certificate may still use it, and the system detaches it when
-  // the process ends. OpenSSL 3 frees its error strings, algorithm tables
-  // and ex_data at process exit by itself (the older per-call clean-ups
-  // are no-ops), so only the configuration modules are unloaded here.
-  CONF_modules_unload(1);
+  // same certificate may still use it. Nothing process-wide is unloaded
+  // here: OpenSSL's configuration, strings and tables may be the
+  // application's too, and OpenSSL frees its own at process exit.
+}
+
+void releaseSslProcessState() {
+  forgetParsedCertificates();
+  detachSessionStore();
+  std::lock_guard<std::mutex> guard(gSocketMethodMutex);
+  BIO_meth_free(gSocketMethod);
+  gSocketMethod = nullptr;
 }
 
 const char* BSSLContext::classType() { return staticType(); }
@@ -197,36 +192,36 @@ bool BSSLContext::loadContext() {
   // refused.
   SSL_CTX_set_min_proto_version(ctx, TLS1_2_VERSION);
   // Without a CA file the server's certificate is not verified.
+  // A CA file that does not load leaves the context without trust
+  // anchors; the handshake then refuses to run (caFileUnloadable()) and
+  // says which file it was, rather than failing on the gateway's
+  // certificate.
+  m_caFileUnloadable = false;
   if (caFile->length() > 0) {
     SSL_CTX_set_verify(ctx, SSL_VERIFY_PEER, nullptr);
-    SSL_CTX_load_verify_locations(ctx, caFile->buffer(), nullptr);
+    m_caFileUnloadable = SSL_CTX_load_verify_locations(ctx, caFile->buffer(), nullptr) != 1;
   }
   SSL_CTX_set_default_passwd_cb_userdata(ctx, this);
   SSL_CTX_set_default_passwd_cb(ctx, PasswordCallback);
 
-  X509* cert = nullptr;
-  EVP_PKEY* key = nullptr;
-  STACK_OF(X509)* chain = nullptr;
-  BIO* bio = BIO_new_file(certificatePath->buffer() ? certificatePath->buffer() : "", "r");
-  if (bio != nullptr) readCertificate(bio, &cert, &key, &chain);
+  // Parsed once per process for every context of the same file and
+  // password; the reader runs only for a file not parsed yet or changed.
+  std::shared_ptr<const ParsedCertificate> parsed = sharedCertificate(
+      certificatePath->buffer() ? certificatePath->buffer() : "", password->buffer() ? password->buffer() : "",
+      [this](BIO* file, ParsedCertificate* out) { readCertificate(file, &out->cert, &out->key, &out->chain); });
 
   // The CA certificates that came with the client certificate are sent as
   // its chain, so that a gateway trusting only the root accepts a
   // certificate issued by an intermediate. A key that does not match the
-  // certificate fails here.
-  bool loaded = cert != nullptr && key != nullptr && SSL_CTX_use_cert_and_key(ctx, cert, key, chain, 1) == 1;
+  // certificate fails here. The context takes references of its own.
+  bool loaded = parsed != nullptr &&
+                SSL_CTX_use_cert_and_key(ctx, parsed->cert, parsed->key, parsed->chain, 1) == 1;
   if (!loaded) setError(kBadCertOrKey);
-  loaded = loaded && checkValidity(cert);
-
-  // The OpenSSL context holds references of its own; the local ones and
-  // the file are released on every path.
-  X509_free(cert);
-  EVP_PKEY_free(key);
-  sk_X509_pop_free(chain, X509_free);
-  BIO_free(bio);
+  loaded = loaded && checkValidity(parsed->cert);
   if (!loaded) {
     SSL_CTX_free(ctx);
     ctx = nullptr;
+    ERR_clear_error();
     return false;
   }
 
@@ -245,19 +240,26 @@ bool BSSLContext::loadContext() {
 }
 
 void BSSLContext::readCertificate(BIO* bio, X509** cert, EVP_PKEY** key, STACK_OF(X509)** chain) {
-  CertificateReadingScope scope;
   bool pkcs12First = certificatePath->endsWith(".p12", 1);
-  for (int attempt = 0; attempt < 2; attempt++) {
-    sk_X509_pop_free(*chain, X509_free);
-    *chain = nullptr;
-    if (pkcs12First == (attempt == 0)) {
-      readPKCS12(bio, password, cert, key, chain);
-    } else {
-      readPEMCert(bio, ctx, cert, key);
-      if (*cert != nullptr && *key != nullptr) *chain = readPEMChain(bio);
+  auto readEitherFormat = [&] {
+    for (int attempt = 0; attempt < 2; attempt++) {
+      sk_X509_pop_free(*chain, X509_free);
+      *chain = nullptr;
+      if (pkcs12First == (attempt == 0)) {
+        readPKCS12(bio, password, cert, key, chain);
+      } else {
+        readPEMCert(bio, ctx, cert, key);
+        if (*cert != nullptr && *key != nullptr) *chain = readPEMChain(bio);
+      }
+      if (*cert != nullptr && *key != nullptr) return true;
     }
-    if (*cert != nullptr && *key != nullptr) return;
-  }
+    return false;
+  };
+  if (readEitherFormat()) return;
+  // Only a file that needs it (older PKCS#12 encryption) costs the legacy
+  // provider; a wrong password pays a second attempt.
+  CertificateReadingScope scope;
+  readEitherFormat();
 }
 
 bool BSSLContext::checkValidity(X509* cert) {
@@ -273,7 +275,9 @@ bool BSSLContext::checkValidity(X509* cert) {
   return false;
 }
 
-void BSSLContext::setSocket(int fd) {
+void BSSLContext::setSocket(int fd) { bindSocket(fd, true); }
+
+void BSSLContext::bindSocket(int fd, bool offerStoredSession) {
   if (ctx == nullptr || fd == 0) return;
   SSL* connection = getSSLObject();
   if (connection == nullptr) return;
@@ -286,10 +290,15 @@ void BSSLContext::setSocket(int fd) {
   // The store holds the most recent session of the certificate, whichever
   // process or context made it; a TLS 1.3 ticket offered before may have
   // been single-use, so the held one is never offered again as it is.
-  getSession();
-  if (session != nullptr && !sessionTrusted(connection, session)) {
-    SSL_SESSION_free(session);
-    session = nullptr;
+  SSL_SESSION_free(session);
+  session = nullptr;
+  if (offerStoredSession) {
+    uint64_t generation = 0;
+    session = copyStoredSession(storeOfThisCertificate(), &generation);
+    if (session != nullptr && !offerable(connection, generation)) {
+      SSL_SESSION_free(session);
+      session = nullptr;
+    }
   }
   // Also forgets the previous connection's session when none is offered.
   SSL_set_session(connection, session);
@@ -299,15 +308,30 @@ void BSSLContext::setSocket(int fd) {
   ERR_clear_error();
 }
 
+bool BSSLContext::offerable(SSL* connection, uint64_t generation) {
+  if (!SSL_SESSION_is_resumable(session)) return false;
+  if ((SSL_CTX_get_verify_mode(ctx) & SSL_VERIFY_PEER) == 0) return true;
+  // The gateway's certificate is verified once per stored session, CA
+  // file and expected name in this process, not once per purchase.
+  X509_VERIFY_PARAM* param = SSL_get0_param(connection);
+  const char* host = X509_VERIFY_PARAM_get0_host(param, 0);
+  char* ip = X509_VERIFY_PARAM_get1_ip_asc(param);
+  std::string verifier = std::string(caFile->buffer() ? caFile->buffer() : "") + '\n' + (host ? host : "") + '\n' +
+                         (ip ? ip : "");
+  OPENSSL_free(ip);
+  SSL_SESSION* held = session;
+  return storedSessionVerdict(storeOfThisCertificate(), generation, verifier,
+                              [connection, held] { return sessionTrusted(connection, held); });
+}
+
+SessionStore* BSSLContext::storeOfThisCertificate() {
+  return sessionStoreFor(certificatePath->buffer() ? certificatePath->buffer() : "");
+}
+
 SSL_SESSION* BSSLContext::getSession() {
-  SessionStore* store = sessionStoreFor(certificatePath->buffer() ? certificatePath->buffer() : "");
-  SSL_SESSION* found = nullptr;
-  if (getLock(store)) {
-    found = decodeStoredSession(store);
-    releaseLock(store);
-  }
   // The session is not added to OpenSSL's own cache: that cache is never
   // looked up, and a copy per transaction would only grow it.
+  SSL_SESSION* found = copyStoredSession(storeOfThisCertificate());
   SSL_SESSION_free(session);
   session = found;
   return session;
@@ -333,6 +357,10 @@ void BSSLContext::ShutdownSSL() {
   // Marked closed in both directions, so that clearing the connection for
   // the next one does not take its session for a bad one.
   SSL_set_shutdown(ssl, SSL_SENT_SHUTDOWN | SSL_RECEIVED_SHUTDOWN);
+}
+
+const char* BSSLContext::caFileUnloadable() {
+  return ctx != nullptr && m_caFileUnloadable ? caFile->buffer() : nullptr;
 }
 
 char* BSSLContext::getPassword() { return password->buffer(); }

@@ -3,9 +3,12 @@
 
 #include <openssl/ssl.h>
 
+#include <cstdint>
+
 #include "BNetObject.h"
 
 class BString;
+struct SessionStore;
 
 // Set once OpenSSL has been initialised for the process; never cleared.
 // Written once, under initSSL()'s one-time guard.
@@ -28,15 +31,15 @@ extern unsigned char kSSLInited;
 // Used by one holder at a time.
 class BSSLContext : public BNetObject {
  public:
-  // Copies the three texts (null reads as empty); clientId is accepted and
-  // not used. Attaches the session store of certificatePath when the
-  // process has not attached it yet. Loads nothing.
-  BSSLContext(const char* certificatePath, const char* password, const char* caFile,
-              const char* clientId);
+  // Copies the three texts (null reads as empty). Attaches the session
+  // store of certificatePath when the process has not attached it yet.
+  // Loads nothing.
+  BSSLContext(const char* certificatePath, const char* password, const char* caFile);
   BSSLContext(const BSSLContext&) = delete;
   BSSLContext& operator=(const BSSLContext&) = delete;
-  // Frees the session, the OpenSSL context and connection, and unloads
-  // OpenSSL's configuration modules. The session store stays attached.
+  // Frees the session, the OpenSSL context and connection. Process-wide
+  // OpenSSL state (the application's too) is left alone. The session
+  // store stays attached.
   ~BSSLContext() override;
 
   // "BNetObject:BSSLContext".
@@ -53,8 +56,9 @@ class BSSLContext : public BNetObject {
   // first; legacy PKCS#12 encryption is read too), checks the
   // certificate's validity dates, and, when a CA file is set, requires the
   // server's certificate to verify against it. Returns null on failure, with code 100, 101 or 102
-  // for an unusable certificate; the next call tries again. Owned by the
-  // context.
+  // for an unusable certificate; the next call tries again. A CA file
+  // that cannot be loaded does not fail this call: every handshake fails
+  // instead (see caFileUnloadable()). Owned by the context.
   SSL* getSSLObject();
 
   // Binds the connection object to connected descriptor fd and offers the
@@ -66,10 +70,15 @@ class BSSLContext : public BNetObject {
   // gone fail instead of raising SIGPIPE. Nothing when the context is not
   // loaded or fd is 0.
   void setSocket(int fd);
+  // setSocket(), offering the stored session only when offerStoredSession
+  // is true; otherwise the handshake is a full one.
+  void bindSocket(int fd, bool offerStoredSession);
 
   // Reads the stored session from the certificate's shared store and makes
-  // it the session to offer, releasing the one held. Returns it (owned by the context), or null when the
-  // store is empty, unreadable or locked; the held session is then null.
+  // it the session to offer, releasing the one held. The store is decoded
+  // only when it changed since this process last read it. Returns it
+  // (owned by the context), or null when the store is empty, unreadable
+  // or locked; the held session is then null.
   SSL_SESSION* getSession();
 
   // 1 while a caller holds the context.
@@ -82,6 +91,12 @@ class BSSLContext : public BNetObject {
   // the gateway's), then marks the connection closed in both directions
   // so that OpenSSL does not treat the session as bad.
   void ShutdownSSL();
+
+  // The path of the CA file when one is set and could not be loaded into
+  // the loaded context (missing, unreadable, no certificate in it); null
+  // otherwise. No handshake may run while it is set: the gateway could
+  // not be verified. Owned by the context.
+  const char* caFileUnloadable();
 
   // The password's text, owned by the context; null when it is empty.
   char* getPassword();
@@ -116,6 +131,15 @@ class BSSLContext : public BNetObject {
   int segmentId;
 
  private:
+  // Set by loadContext() when the CA file could not be loaded.
+  bool m_caFileUnloadable = false;
+
+  // Whether the held session, of the store's generation, may be offered
+  // on connection: resumable, and its gateway certificate trusted as the
+  // context requires.
+  bool offerable(SSL* connection, uint64_t generation);
+  // The session store of the context's certificate.
+  SessionStore* storeOfThisCertificate();
   // Builds and loads ctx; false (ctx null, error code set) on failure.
   bool loadContext();
   // Reads certificate, key and chain in the format the file name suggests,
@@ -131,5 +155,12 @@ class BSSLContext : public BNetObject {
   // Sets code 101 or 102 and returns false unless cert is valid now.
   bool checkValidity(X509* cert);
 };
+
+// Frees what the SSL layer made for the process as a whole: the parsed
+// certificates, the legacy reading context, the socket method and the
+// session stores' attachments and decoded sessions. Everything is made
+// again on next use. Run when the pool goes (free_client(), and so when
+// the library is unloaded), with no context left.
+void releaseSslProcessState();
 
 #endif  // ZELVAN_BSSLCONTEXT_H_

@@ -6,20 +6,23 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <list>
+#include <map>
 #include <mutex>
 #include <string>
 
-#include "BPlatform.h"
+#include "StoreLock.h"
 #include "policy.h"
 
 SharedSessionSegment* mSharedContainer = nullptr;
 
 struct SessionStore {
   explicit SessionStore(const char* p) : path(p) {}
+  ~SessionStore() { SSL_SESSION_free(decoded); }
   const std::string path;
   // Null while detached. Atomic because threads read it without the
   // registry's mutex while another thread may attach it.
@@ -27,6 +30,20 @@ struct SessionStore {
   // Whether this process already tried to attach the segment; a failed
   // attempt is not repeated on every transaction.
   bool attempted = false;
+
+  // The stored session as this process decoded it last, with the bytes
+  // it was decoded from, so that a purchase decodes only when another
+  // connection stored a new session. Guarded by cacheMutex, which is
+  // never held while the segment's lock is.
+  std::mutex cacheMutex;
+  unsigned char decodedBytes[kMaxStoredSessionLength];
+  int decodedLength = 0;
+  SSL_SESSION* decoded = nullptr;
+  // Changes whenever decoded does; verdicts belong to one generation.
+  uint64_t generation = 0;
+  // Whether the decoded session's gateway certificate verified, per
+  // verifier (CA file and expected name), and when that was found.
+  std::map<std::string, std::pair<bool, std::chrono::steady_clock::time_point>> verdicts;
 };
 
 namespace {
@@ -104,6 +121,56 @@ bool sameSession(const SSL_SESSION* a, const SSL_SESSION* b) {
   return sameBytes(aTicket, aTicketLength, bTicket, bTicketLength);
 }
 
+// Copies the stored session's bytes into out (kMaxStoredSessionLength
+// bytes) under the segment's lock. Returns their length, 0 when nothing
+// usable is stored, -1 when the lock could not be had. The length and the
+// bytes come from other processes, and a process that started meanwhile
+// may have cleared the lock while another writes: a second look must find
+// the same length and bytes, and only a length within the data field is
+// read. Any doubt means no session, which costs one full handshake.
+int copyOut(SessionStore* store, unsigned char* out, int maxWaits) {
+  StoreLock lock(store, maxWaits);
+  if (!lock.held()) return -1;
+  SharedSessionSegment* segment = lock.segment();
+  int length = __atomic_load_n(&segment->sessionLength, __ATOMIC_ACQUIRE);
+  if (length <= 0 || length > kMaxStoredSessionLength) return 0;
+  memcpy(out, segment->sessionData, length);
+  if (__atomic_load_n(&segment->sessionLength, __ATOMIC_ACQUIRE) != length ||
+      memcmp(out, segment->sessionData, length) != 0) {
+    return 0;
+  }
+  return length;
+}
+
+// A private copy of the session encoded in bytes, decoded only when the
+// bytes differ from those store decoded last. Null when they do not
+// decode. *generation receives the decoded session's generation.
+SSL_SESSION* copyOfDecoded(SessionStore* store, const unsigned char* bytes, int length, uint64_t* generation) {
+  {
+    std::lock_guard<std::mutex> guard(store->cacheMutex);
+    if (store->decoded != nullptr && store->decodedLength == length &&
+        memcmp(store->decodedBytes, bytes, length) == 0) {
+      *generation = store->generation;
+      return SSL_SESSION_dup(store->decoded);
+    }
+  }
+  // Decoded without any lock held: other threads go on meanwhile.
+  const unsigned char* in = bytes;
+  SSL_SESSION* fresh = d2i_SSL_SESSION(nullptr, &in, length);
+  if (fresh == nullptr) return nullptr;
+  std::lock_guard<std::mutex> guard(store->cacheMutex);
+  SSL_SESSION_free(store->decoded);
+  store->decoded = fresh;
+  memcpy(store->decodedBytes, bytes, length);
+  store->decodedLength = length;
+  store->generation++;
+  store->verdicts.clear();
+  *generation = store->generation;
+  // Connections get copies: OpenSSL marks a session it gives up on, which
+  // must not reach the copy other threads take theirs from.
+  return SSL_SESSION_dup(fresh);
+}
+
 }  // namespace
 
 void* createSharedMemorySpace(const char* path, int& segmentId, int size, int projectId) {
@@ -153,49 +220,23 @@ SessionStore* sessionStoreFor(const char* certificatePath, int* segmentId) {
 
 SharedSessionSegment* storeSegment(SessionStore* store) { return store ? store->segment.load() : nullptr; }
 
-bool attachSessionStore(const char* certificatePath, int& segmentId) {
-  int attached = 0;
-  sessionStoreFor(certificatePath, &attached);
-  if (attached != 0) segmentId = attached;
-  return attached != 0;
-}
-
 void detachSessionStore() {
   std::lock_guard<std::mutex> guard(gRegistryMutex);
   for (SessionStore& store : gStores) {
     detachFromSharedMemory(store.segment.exchange(nullptr));
     store.attempted = false;
+    std::lock_guard<std::mutex> cacheGuard(store.cacheMutex);
+    SSL_SESSION_free(store.decoded);
+    store.decoded = nullptr;
+    store.decodedLength = 0;
+    store.generation++;
+    store.verdicts.clear();
   }
 }
 
 bool sessionStoreAttached() {
   std::lock_guard<std::mutex> guard(gRegistryMutex);
   return gFirstStore != nullptr && mSharedContainer != nullptr && gFirstStore->segment == mSharedContainer;
-}
-
-unsigned char getLock(SessionStore* store) { return lockWithin(store, kStoreLockWaits); }
-
-unsigned char lockWithin(SessionStore* store, int maxWaits) {
-  SharedSessionSegment* segment = storeSegment(store);
-  if (segment == nullptr) return 0;
-  // The byte is shared with other processes; the exchange makes taking it
-  // one step, so two holders can never both see it free.
-  for (int waits = 0;; waits++) {
-    if (__atomic_exchange_n(&segment->lockFlag, 1, __ATOMIC_ACQUIRE) == 0) return 1;
-    if (waits >= maxWaits) return 0;
-    Sleep(kStoreLockWaitMs);
-  }
-}
-
-void releaseLock(SessionStore* store) {
-  SharedSessionSegment* segment = storeSegment(store);
-  if (segment != nullptr) __atomic_store_n(&segment->lockFlag, 0, __ATOMIC_RELEASE);
-}
-
-unsigned char getLock() { return sessionStoreAttached() ? getLock(gFirstStore) : 0; }
-
-void releaseLock() {
-  if (sessionStoreAttached()) releaseLock(gFirstStore);
 }
 
 void bindSessionStore(SSL_CTX* ctx, SessionStore* store) { SSL_CTX_set_ex_data(ctx, storeIndex(), store); }
@@ -205,50 +246,52 @@ int ssl_callback_NewSessionCacheEntry(SSL* ssl, SSL_SESSION* session) {
   // non-zero result to mean the callback kept it: a refusal (-1) releases
   // that reference here, or the session would leak.
   SessionStore* store = storeOf(ssl ? SSL_get_SSL_CTX(ssl) : nullptr);
-  if (!lockWithin(store, kStoreCallbackLockWaits)) {
-    SSL_SESSION_free(session);
-    return -1;
-  }
-  SharedSessionSegment* segment = storeSegment(store);
-  // Encoded here first, then copied in one go, so that the segment holds
-  // a half-written session for as short a time as possible.
+  // Encoded before the lock is taken: the lock covers the copy only.
   unsigned char encoded[kMaxStoredSessionLength];
   int length = i2d_SSL_SESSION(session, nullptr);
   unsigned char* out = encoded;
-  if (length <= 0 || length > kMaxStoredSessionLength || i2d_SSL_SESSION(session, &out) != length) {
-    releaseLock(store);
+  bool fits = length > 0 && length <= kMaxStoredSessionLength && i2d_SSL_SESSION(session, &out) == length;
+  StoreLock lock(fits ? store : nullptr, kStoreCallbackLockWaits);
+  if (!lock.held()) {
     SSL_SESSION_free(session);
     return -1;
   }
+  SharedSessionSegment* segment = lock.segment();
   // A reader that comes in while the bytes change (a process that started
   // meanwhile clears the lock as it attaches) sees no session rather than
   // the new bytes under the old length.
   __atomic_store_n(&segment->sessionLength, 0, __ATOMIC_RELEASE);
   memcpy(segment->sessionData, encoded, length);
   __atomic_store_n(&segment->sessionLength, length, __ATOMIC_RELEASE);
-  releaseLock(store);
   return 0;
 }
 
-SSL_SESSION* decodeStoredSession(SessionStore* store) {
-  SharedSessionSegment* segment = storeSegment(store);
-  if (segment == nullptr) return nullptr;
-  // The length and the bytes come from other processes, and a process
-  // that started meanwhile may have cleared the lock while another writes:
-  // the bytes are copied out and decoded only when a second look finds
-  // the same length and the same bytes, and only a length within the data
-  // field is read. Any doubt means no session, which costs one full
-  // handshake.
-  int length = __atomic_load_n(&segment->sessionLength, __ATOMIC_ACQUIRE);
-  if (length <= 0 || length > kMaxStoredSessionLength) return nullptr;
-  unsigned char copy[kMaxStoredSessionLength];
-  memcpy(copy, segment->sessionData, length);
-  if (__atomic_load_n(&segment->sessionLength, __ATOMIC_ACQUIRE) != length ||
-      memcmp(copy, segment->sessionData, length) != 0) {
-    return nullptr;
+SSL_SESSION* copyStoredSession(SessionStore* store, uint64_t* generation) {
+  uint64_t ignored = 0;
+  if (generation == nullptr) generation = &ignored;
+  if (store == nullptr) return nullptr;
+  unsigned char bytes[kMaxStoredSessionLength];
+  int length = copyOut(store, bytes, kStoreLockWaits);
+  return length > 0 ? copyOfDecoded(store, bytes, length, generation) : nullptr;
+}
+
+bool storedSessionVerdict(SessionStore* store, uint64_t generation, const std::string& verifier,
+                          const std::function<bool()>& verify) {
+  auto now = std::chrono::steady_clock::now();
+  {
+    std::lock_guard<std::mutex> guard(store->cacheMutex);
+    auto found = store->verdicts.find(verifier);
+    if (generation == store->generation && found != store->verdicts.end() &&
+        now - found->second.second < std::chrono::seconds(kStoredSessionVerdictSeconds)) {
+      return found->second.first;
+    }
   }
-  const unsigned char* in = copy;
-  return d2i_SSL_SESSION(nullptr, &in, length);
+  // Verified without the cache's mutex: two threads may both verify a new
+  // session once, which is harmless.
+  bool trusted = verify();
+  std::lock_guard<std::mutex> guard(store->cacheMutex);
+  if (generation == store->generation) store->verdicts[verifier] = {trusted, now};
+  return trusted;
 }
 
 SSL_SESSION* ssl_callback_GetSessionCacheEntry(SSL*, const unsigned char*, int, int*) {
@@ -269,12 +312,21 @@ void ssl_callback_DelSessionCacheEntry(SSL_CTX* ctx, SSL_SESSION* session) {
   // makes a full handshake, whose session replaces it.
   if (ERR_peek_error() == 0) return;
   SessionStore* store = storeOf(ctx);
-  if (session == nullptr || !lockWithin(store, kStoreCallbackLockWaits)) return;
-  SharedSessionSegment* segment = storeSegment(store);
-  SSL_SESSION* stored = decodeStoredSession(store);
-  if (stored != nullptr && sameSession(stored, session)) __atomic_store_n(&segment->sessionLength, 0, __ATOMIC_RELEASE);
+  if (session == nullptr || store == nullptr) return;
+  unsigned char bytes[kMaxStoredSessionLength];
+  int length = copyOut(store, bytes, kStoreCallbackLockWaits);
+  uint64_t generation = 0;
+  SSL_SESSION* stored = length > 0 ? copyOfDecoded(store, bytes, length, &generation) : nullptr;
+  bool same = stored != nullptr && sameSession(stored, session);
   SSL_SESSION_free(stored);
-  releaseLock(store);
+  if (!same) return;
+  // Cleared only when the store still holds the bytes just compared.
+  StoreLock lock(store, kStoreCallbackLockWaits);
+  SharedSessionSegment* segment = lock.segment();
+  if (segment != nullptr && __atomic_load_n(&segment->sessionLength, __ATOMIC_ACQUIRE) == length &&
+      memcmp(segment->sessionData, bytes, length) == 0) {
+    __atomic_store_n(&segment->sessionLength, 0, __ATOMIC_RELEASE);
+  }
 }
 
 void dumpSessionInfo(SSL_SESSION*, const char*) {}

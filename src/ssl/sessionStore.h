@@ -5,6 +5,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <string>
 
 // The SSL session store: the one most recent SSL session of a client
 // certificate, kept in a System V shared-memory segment so that every
@@ -16,9 +18,7 @@
 // one process never share a session.
 //
 // Every process and thread that uses a segment serialises its access with
-// the segment's lock byte, taken with an atomic exchange on that byte. A
-// holder that crashed costs the others at most about one second per
-// attempt.
+// the segment's lock byte, taken through a StoreLock (StoreLock.h).
 
 // Byte layout of the shared segment. Other processes of other builds map
 // the same bytes, so the layout is fixed: native byte order, 4236 bytes.
@@ -94,35 +94,32 @@ SessionStore* sessionStoreFor(const char* certificatePath, int* segmentId = null
 // until detachSessionStore().
 SharedSessionSegment* storeSegment(SessionStore* store);
 
-// Kept for compatibility: attaches the store of certificatePath as
-// sessionStoreFor() does. Returns true when this call attached it.
-bool attachSessionStore(const char* certificatePath, int& segmentId);
-
-// Detaches every store of this process (mSharedContainer keeps its
-// address; sessionStoreAttached() turns false). A later sessionStoreFor()
-// attaches again. Run when the pool of SSL contexts goes.
+// Detaches every store of this process and frees the sessions decoded
+// from them (mSharedContainer keeps its address; sessionStoreAttached()
+// turns false). A later sessionStoreFor() attaches again. Run when the
+// pool of SSL contexts goes.
 void detachSessionStore();
 
 // True while this process has the store of mSharedContainer attached.
 bool sessionStoreAttached();
 
-// Takes store's lock, waiting at most 500 times 2 ms for a holder to
-// release it. Returns 1 with the lock, 0 after the wait or when store has
-// no segment.
-unsigned char getLock(SessionStore* store);
-// getLock(store) with at most maxWaits waits of 2 ms.
-unsigned char lockWithin(SessionStore* store, int maxWaits);
-// Releases store's lock, whoever holds it. Nothing without a segment.
-void releaseLock(SessionStore* store);
+// A copy of the session stored in store's segment, or null when none is
+// stored, its bytes are unusable or changed while being read, or the lock
+// could not be had. The lock is held only while the bytes are copied out;
+// they are decoded only when they differ from the ones this process
+// decoded last (another connection stored a new session), and outside any
+// lock. *generation (when not null) receives a number that changes
+// whenever the decoded session does. The caller frees the result.
+SSL_SESSION* copyStoredSession(SessionStore* store, uint64_t* generation = nullptr);
 
-// The same for the store of mSharedContainer.
-unsigned char getLock();
-void releaseLock();
-
-// The session stored in store's segment, decoded, or null when none is
-// stored or its bytes are unusable or changed while being read. The
-// caller holds store's lock and frees the result.
-SSL_SESSION* decodeStoredSession(SessionStore* store);
+// Whether the stored session of generation (from copyStoredSession())
+// passes verify for verifier, a text naming what verify checks against
+// (CA file, expected gateway name). verify runs once per stored session
+// and verifier, and again after kStoredSessionVerdictSeconds so that a
+// gateway certificate that expired meanwhile is noticed; its answer is
+// remembered otherwise.
+bool storedSessionVerdict(SessionStore* store, uint64_t generation, const std::string& verifier,
+                          const std::function<bool()>& verify);
 
 // Makes ctx store sessions in store: the callbacks below find it through
 // ctx. The store lives as long as the process, so nothing unbinds it.

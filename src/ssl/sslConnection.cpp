@@ -13,10 +13,55 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <map>
+#include <mutex>
+#include <string>
 
 #include "BSSLContext.h"
+#include "policy.h"
 
 namespace {
+
+// Gateways that do not resume. Offering a session costs a copy of the
+// store and a longer hello; a gateway that refused several in a row is
+// offered none for a while, then one again, so that a gateway that starts
+// resuming is noticed. Kept per gateway address and port.
+struct ResumptionRecord {
+  int refusals = 0;
+  std::chrono::steady_clock::time_point pausedUntil{};
+};
+std::mutex gResumptionMutex;
+std::map<std::string, ResumptionRecord> gResumption;
+
+// "address:port" of the peer of connected descriptor fd, or empty.
+std::string gatewayOf(int fd) {
+  sockaddr_storage peer{};
+  socklen_t length = sizeof peer;
+  char host[INET6_ADDRSTRLEN] = "";
+  if (getpeername(fd, reinterpret_cast<sockaddr*>(&peer), &length) != 0 || peer.ss_family != AF_INET) return "";
+  auto* v4 = reinterpret_cast<sockaddr_in*>(&peer);
+  inet_ntop(AF_INET, &v4->sin_addr, host, sizeof host);
+  return std::string(host) + ":" + std::to_string(ntohs(v4->sin_port));
+}
+
+bool worthOffering(const std::string& gateway) {
+  std::lock_guard<std::mutex> guard(gResumptionMutex);
+  auto found = gResumption.find(gateway);
+  return found == gResumption.end() || found->second.refusals < kResumptionRefusalsBeforePause ||
+         std::chrono::steady_clock::now() >= found->second.pausedUntil;
+}
+
+void noteResumption(const std::string& gateway, bool resumed) {
+  std::lock_guard<std::mutex> guard(gResumptionMutex);
+  ResumptionRecord& record = gResumption[gateway];
+  if (resumed) {
+    record.refusals = 0;
+    return;
+  }
+  if (++record.refusals >= kResumptionRefusalsBeforePause) {
+    record.pausedUntil = std::chrono::steady_clock::now() + std::chrono::seconds(kResumptionPauseSeconds);
+  }
+}
 
 // What the failed handshake on ssl left behind, as one sentence.
 std::string handshakeFailure(SSL* ssl, int sslError, int savedErrno) {
@@ -65,11 +110,9 @@ void sslSetPeer(BSSLContext* ctx, const char* server, bool checkName) {
 }
 
 bool sslAttach(BSSLContext* ctx, int fd, bool offerStoredSession) {
-  ctx->setSocket(fd);
+  ctx->bindSocket(fd, offerStoredSession && worthOffering(gatewayOf(fd)));
   SSL* ssl = ctx->getSSLObject();
-  if (ssl == nullptr) return false;
-  if (!offerStoredSession) SSL_set_session(ssl, nullptr);
-  return SSL_get0_session(ssl) != nullptr;
+  return ssl != nullptr && SSL_get0_session(ssl) != nullptr;
 }
 
 SslHandshakeOutcome sslHandshake(BSSLContext* ctx, int fd, int timeoutMs, std::string* detail) {
@@ -82,16 +125,27 @@ SslHandshakeOutcome sslHandshake(BSSLContext* ctx, int fd, int timeoutMs, std::s
     *detail = "the connection could not be set up";
     return kSslHandshakeFailed;
   }
+  // Without its CA file the gateway cannot be verified: the handshake
+  // is not attempted, and the reason names the file (never its content).
+  if (const char* unloadable = ctx->caFileUnloadable()) {
+    *detail = std::string("the CA file ") + unloadable + " could not be loaded";
+    return kSslHandshakeFailed;
+  }
   auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+  const bool offered = SSL_get0_session(ssl) != nullptr;
   for (;;) {
     ERR_clear_error();
     errno = 0;
     int result = SSL_connect(ssl);
-    if (result == 1) return kSslHandshakeCompleted;
+    if (result == 1) {
+      if (offered) noteResumption(gatewayOf(fd), SSL_session_reused(ssl) == 1);
+      return kSslHandshakeCompleted;
+    }
     int savedErrno = errno;
     int sslError = SSL_get_error(ssl, result);
     short events = sslError == SSL_ERROR_WANT_READ ? POLLIN : sslError == SSL_ERROR_WANT_WRITE ? POLLOUT : 0;
     if (events == 0) {
+      if (offered) noteResumption(gatewayOf(fd), false);
       *detail = handshakeFailure(ssl, sslError, savedErrno);
       return kSslHandshakeFailed;
     }

@@ -21,7 +21,10 @@ void sslSetPeer(BSSLContext* ctx, const char* server, bool checkName);
 
 // Binds the context's connection to connected descriptor fd (see
 // BSSLContext::setSocket()). With offerStoredSession false no session is
-// offered, whatever the store holds, so the handshake is a full one.
+// offered, whatever the store holds, so the handshake is a full one; nor
+// is one offered to a gateway that refused kResumptionRefusalsBeforePause
+// offered sessions in a row, for kResumptionPauseSeconds after the last
+// refusal (sslHandshake() keeps the count).
 // Returns true when a stored session is offered.
 bool sslAttach(BSSLContext* ctx, int fd, bool offerStoredSession);
 
@@ -37,7 +40,8 @@ enum SslHandshakeOutcome {
 // non-blocking. Unless the handshake completed, *detail holds why:
 // OpenSSL's reason with the verification result when there is one (for
 // example "certificate verify failed: unable to get local issuer
-// certificate"), or the time-out.
+// certificate"), the time-out, or a CA file that could not be loaded
+// (named by its path).
 SslHandshakeOutcome sslHandshake(BSSLContext* ctx, int fd, int timeoutMs, std::string* detail);
 
 // Under TLS 1.3 a gateway checks the client certificate only after the

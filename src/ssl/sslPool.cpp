@@ -46,9 +46,12 @@ void create_ssl_pool() {
 }
 
 void destroy_ssl_pool() {
-  // The table owns every key, list and SSL context it holds.
+  // The table owns every key, list and SSL context it holds. What the
+  // contexts shared goes with them, so that unloading the library leaves
+  // nothing behind.
   trackDelete(m_ssl_contexts);
   m_ssl_contexts = nullptr;
+  releaseSslProcessState();
 }
 
 int get_ssl_lock() {
@@ -68,8 +71,7 @@ void release_ssl_lock() {
   gPoolFree.notify_one();
 }
 
-void* get_ssl(const char* certificatePath, const char* password, const char* caFile,
-              const char* clientId) {
+void* get_ssl(const char* certificatePath, const char* password, const char* caFile) {
   if (!get_ssl_lock()) return nullptr;
   // Without the table (before the library's start or after free_client)
   // there is no pool to take from.
@@ -101,8 +103,7 @@ void* get_ssl(const char* certificatePath, const char* password, const char* caF
   }
 
   if (context == nullptr) {
-    context = trackNew(new BSSLContext(certificatePath, password, caFile, clientId),
-                       "ssl context");
+    context = trackNew(new BSSLContext(certificatePath, password, caFile), "ssl context");
     context->setInUse(1);
     list->add(context, 1);
   }
@@ -145,7 +146,3 @@ int get_ssl_object_count() {
   release_ssl_lock();
   return count;
 }
-
-int getYear(int tmYear) { return tmYear + 1900; }
-
-int getMonth(int tmMon) { return tmMon + 1; }

@@ -19,7 +19,8 @@ extern BHashTable* m_ssl_contexts;
 void create_ssl_pool();
 
 // Deletes the pool's table with every key, list and context in it, and
-// leaves m_ssl_contexts null. Call only when no transaction runs.
+// leaves m_ssl_contexts null; then frees what the contexts shared
+// (releaseSslProcessState()). Call only when no transaction runs.
 void destroy_ssl_pool();
 
 // 0 while the pool is free, 1 while one caller holds it.
@@ -27,11 +28,9 @@ extern int m_ssl_locks;
 
 // Returns a BSSLContext marked in use, reusing an idle one built for the
 // same path, password and CA file, or null when the pool lock could not be
-// had within about five seconds. clientId is passed to the context and is
-// not part of the key. The context stays the pool's: hand it back with
+// had within about five seconds. The context stays the pool's: hand it back with
 // release_ssl(), never delete it.
-void* get_ssl(const char* certificatePath, const char* password, const char* caFile,
-              const char* clientId);
+void* get_ssl(const char* certificatePath, const char* password, const char* caFile);
 
 // Hands a context that get_ssl() gave out back to the pool: resets its
 // connection and marks it idle, both under the pool lock, so that no other
@@ -53,10 +52,5 @@ int get_ssl_object_count();
 // The number of credential keys in the pool, counted under the pool lock;
 // -1 when the lock could not be had.
 int get_ssl_key_count();
-
-// struct tm conversions used by the log's time stamps: year + 1900,
-// month + 1.
-int getYear(int tmYear);
-int getMonth(int tmMon);
 
 #endif  // ZELVAN_SSLPOOL_H_

@@ -44,7 +44,7 @@ class ResponseReaderTest : public ::testing::Test {
   // Returns the reply text, or "(null)" when none was read.
   std::string readReply(TlsTestServer::Script script, int timeoutSeconds) {
     TlsTestServer server(certs(), std::move(script));
-    BSSLContext ctx(certs().clientPem().c_str(), certs().password().c_str(), "", "client");
+    BSSLContext ctx(certs().clientPem().c_str(), certs().password().c_str(), "");
     BSocket socket;
     EXPECT_TRUE(connectTls(ctx, socket, server.port()));
     BString* reply = doSSLRead(&ctx, &socket, timeoutSeconds);

@@ -2,8 +2,11 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <string>
+
+#include <openssl/ssl.h>
 
 #include "BSSLContext.h"
 #include "SessionStoreGuard.h"
@@ -22,7 +25,7 @@ class SSLContextTest : public ::testing::Test {
 };
 
 std::string loadError(const std::string& path, const std::string& password) {
-  BSSLContext ctx(path.c_str(), password.c_str(), "", "client");
+  BSSLContext ctx(path.c_str(), password.c_str(), "");
   EXPECT_EQ(ctx.getSSLObject(), nullptr) << path;
   std::string first = ctx.getError();
   // A failed load leaves the context ready to try again, with the same result.
@@ -75,7 +78,7 @@ TEST_F(SSLContextTest, LoadsPemAndPkcs12WhateverTheExtensionOrReportsWhyNot) {
       EXPECT_EQ(loadError(c.path, c.password), c.error) << c.path;
       continue;
     }
-    BSSLContext ctx(c.path.c_str(), c.password.c_str(), "", "client");
+    BSSLContext ctx(c.path.c_str(), c.password.c_str(), "");
     SSL* ssl = ctx.getSSLObject();
     ASSERT_NE(ssl, nullptr) << c.path;
     EXPECT_NE(SSL_get_certificate(ssl), nullptr) << c.path;
@@ -85,15 +88,34 @@ TEST_F(SSLContextTest, LoadsPemAndPkcs12WhateverTheExtensionOrReportsWhyNot) {
 }
 
 TEST_F(SSLContextTest, PasswordCallbackCopiesAtMostTheBufferSize) {
-  BSSLContext ctx(certs().clientPem().c_str(), "0123456789", "", "client");
+  BSSLContext ctx(certs().clientPem().c_str(), "0123456789", "");
   char buffer[8];
   memset(buffer, 'x', sizeof buffer);
   EXPECT_EQ(BSSLContext::PasswordCallback(buffer, 4, 0, &ctx), 4);
   EXPECT_EQ(std::string(buffer, 5), "0123x");
   EXPECT_EQ(BSSLContext::PasswordCallback(buffer, sizeof buffer, 0, nullptr), 0);
   EXPECT_STREQ(buffer, "");
-  BSSLContext noPassword(certs().clientPem().c_str(), "", "", "client");
+  BSSLContext noPassword(certs().clientPem().c_str(), "", "");
   memset(buffer, 'x', sizeof buffer);
   EXPECT_EQ(BSSLContext::PasswordCallback(buffer, sizeof buffer, 0, &noPassword), 0);
   EXPECT_STREQ(buffer, "");
+}
+
+// Contexts of one file and password share one parsed certificate and key;
+// a file changed on disk is parsed again.
+TEST_F(SSLContextTest, ParsesACertificateFileOncePerProcessUntilItChanges) {
+  const std::string path = certs().dir() + "/shared.p12";
+  std::filesystem::copy_file(certs().clientP12(), path, std::filesystem::copy_options::overwrite_existing);
+  auto leaf = [](BSSLContext& ctx) { return SSL_CTX_get0_certificate(SSL_get_SSL_CTX(ctx.getSSLObject())); };
+  BSSLContext first(path.c_str(), certs().password().c_str(), "");
+  BSSLContext second(path.c_str(), certs().password().c_str(), "");
+  ASSERT_NE(first.getSSLObject(), nullptr);
+  ASSERT_NE(second.getSSLObject(), nullptr);
+  EXPECT_EQ(leaf(first), leaf(second)) << "one parse, shared";
+
+  std::filesystem::copy_file(certs().clientPem(), path, std::filesystem::copy_options::overwrite_existing);
+  BSSLContext afterChange(path.c_str(), certs().password().c_str(), "");
+  ASSERT_NE(afterChange.getSSLObject(), nullptr);
+  EXPECT_NE(leaf(afterChange), leaf(first)) << "the changed file is read again";
+  std::filesystem::remove(path);
 }

@@ -14,6 +14,7 @@
 #include "BSSLContext.h"
 #include "BSocket.h"
 #include "SessionStoreGuard.h"
+#include "StoreLock.h"
 #include "TestCertificates.h"
 #include "TlsTestServer.h"
 #include "sessionStore.h"
@@ -94,7 +95,7 @@ class SessionStoreTest : public ::testing::Test {
 
 TEST_F(SessionStoreTest, EachCertificateHasOneSegmentForItsOwnerOnly) {
   const std::string path = certs().clientPem();
-  BSSLContext first(path.c_str(), "", "", "client");
+  BSSLContext first(path.c_str(), "", "");
   SharedSessionSegment* segment = segmentOf(path);
   ASSERT_NE(segment, nullptr);
   EXPECT_STREQ(segment->certificatePath, path.c_str());
@@ -102,15 +103,15 @@ TEST_F(SessionStoreTest, EachCertificateHasOneSegmentForItsOwnerOnly) {
   shmid_ds info;
   ASSERT_EQ(shmctl(segment->segmentId, IPC_STAT, &info), 0);
   EXPECT_EQ(info.shm_perm.mode & 0777, 0600u) << "no other user reads the master secret";
-  BSSLContext again(path.c_str(), "", "", "client");
+  BSSLContext again(path.c_str(), "", "");
   EXPECT_EQ(segmentOf(path), segment);
 }
 
 TEST_F(SessionStoreTest, LongPathsAreCutAndMissingFilesLeaveNoStore) {
-  BSSLContext missing((certs().dir() + "/missing.pem").c_str(), "", "", "client");
+  const std::string missingPath = certs().dir() + "/missing.pem";
+  BSSLContext missing(missingPath.c_str(), "", "");
   EXPECT_FALSE(sessionStoreAttached());
-  EXPECT_EQ(getLock(), 0);
-  releaseLock();
+  EXPECT_FALSE(StoreLock(sessionStoreFor(missingPath.c_str())).held());
 
   std::string dir = certs().dir();
   while (dir.size() < 200) dir += "/deeper-directory";
@@ -118,7 +119,7 @@ TEST_F(SessionStoreTest, LongPathsAreCutAndMissingFilesLeaveNoStore) {
   std::string path = dir + "/client.pem";
   std::filesystem::copy_file(certs().clientPem(), path);
   {
-    BSSLContext longPath(path.c_str(), "", "", "client");
+    BSSLContext longPath(path.c_str(), "", "");
     ASSERT_NE(segmentOf(path), nullptr);
     EXPECT_EQ(std::string(segmentOf(path)->certificatePath), path.substr(0, 127));
   }
@@ -128,7 +129,7 @@ TEST_F(SessionStoreTest, LongPathsAreCutAndMissingFilesLeaveNoStore) {
 }
 
 TEST_F(SessionStoreTest, StoresSessionsOfUpTo4096Bytes) {
-  BSSLContext ctx(certs().clientPem().c_str(), certs().password().c_str(), "", "client");
+  BSSLContext ctx(certs().clientPem().c_str(), certs().password().c_str(), "");
   SSL* ssl = ctx.getSSLObject();
   ASSERT_NE(ssl, nullptr);
   SharedSessionSegment* segment = segmentOf(certs().clientPem());
@@ -163,11 +164,51 @@ TEST_F(SessionStoreTest, StoresSessionsOfUpTo4096Bytes) {
   SSL_SESSION_free(tooLong);
 }
 
+// A process decodes the stored session once and hands out copies until
+// the store changes; a verdict on it is reached once per verifier.
+TEST_F(SessionStoreTest, DecodesAndVerifiesOncePerStoredSession) {
+  BSSLContext ctx(certs().clientPem().c_str(), certs().password().c_str(), "");
+  SSL* ssl = ctx.getSSLObject();
+  ASSERT_NE(ssl, nullptr);
+  SessionStore* store = sessionStoreFor(certs().clientPem().c_str());
+  SSL_SESSION* first = sessionEncodedIn(ssl, 300);
+  SSL_SESSION* second = sessionEncodedIn(ssl, 400);
+  ASSERT_EQ(offer(ssl, first), 0);
+  uint64_t g1 = 0, g2 = 0, g3 = 0;
+  SSL_SESSION* a = copyStoredSession(store, &g1);
+  SSL_SESSION* b = copyStoredSession(store, &g2);
+  ASSERT_NE(a, nullptr);
+  ASSERT_NE(b, nullptr);
+  EXPECT_NE(a, b) << "each caller gets a copy of its own";
+  EXPECT_EQ(g1, g2) << "the same bytes are not decoded again";
+  EXPECT_EQ(i2d_SSL_SESSION(b, nullptr), 300);
+
+  int verifications = 0;
+  auto verify = [&verifications] {
+    verifications++;
+    return true;
+  };
+  EXPECT_TRUE(storedSessionVerdict(store, g1, "ca\nhost", verify));
+  EXPECT_TRUE(storedSessionVerdict(store, g1, "ca\nhost", verify));
+  EXPECT_EQ(verifications, 1);
+  EXPECT_TRUE(storedSessionVerdict(store, g1, "other ca\nhost", verify));
+  EXPECT_EQ(verifications, 2) << "another CA file is verified on its own";
+
+  ASSERT_EQ(offer(ssl, second), 0);
+  SSL_SESSION* c = copyStoredSession(store, &g3);
+  ASSERT_NE(c, nullptr);
+  EXPECT_NE(g3, g1) << "a new stored session is decoded";
+  EXPECT_EQ(i2d_SSL_SESSION(c, nullptr), 400);
+  EXPECT_TRUE(storedSessionVerdict(store, g3, "ca\nhost", verify));
+  EXPECT_EQ(verifications, 3);
+  for (SSL_SESSION* s : {first, second, a, b, c}) SSL_SESSION_free(s);
+}
+
 // A removal clears the stored session only when it names that session and
 // its context has a store: clearing itself is seen below, after fatal alerts.
 TEST_F(SessionStoreTest, RemovingAnotherSessionKeepsTheStoredOne) {
   TlsTestServer server(certs(), greet);
-  BSSLContext ctx(certs().clientPem().c_str(), certs().password().c_str(), "", "client");
+  BSSLContext ctx(certs().clientPem().c_str(), certs().password().c_str(), "");
   SSL_set_max_proto_version(ctx.getSSLObject(), TLS1_2_VERSION);
   ASSERT_TRUE(handshakeOnce(ctx, server));
   SharedSessionSegment* segment = segmentOf(certs().clientPem());
@@ -207,7 +248,7 @@ TEST_F(SessionStoreTest, ResumedConnectionsKeepTheStoredSessionAndFailedOnesDrop
           }
         },
         false, [&refuse](SSL_CTX* ctx) { SSL_CTX_set_client_hello_cb(ctx, refuseWhenAsked, &refuse); });
-    BSSLContext ctx(certs().clientPem().c_str(), certs().password().c_str(), "", "client");
+    BSSLContext ctx(certs().clientPem().c_str(), certs().password().c_str(), "");
     SSL_set_max_proto_version(ctx.getSSLObject(), version);
     ASSERT_TRUE(handshakeOnce(ctx, server));
     SharedSessionSegment* segment = segmentOf(certs().clientPem());

@@ -9,6 +9,7 @@
 #include "SessionStoreGuard.h"
 #include "TestCertificates.h"
 #include "TlsTestServer.h"
+#include "policy.h"
 #include "sslConnection.h"
 
 // Under TLS 1.3 the client's handshake completes before the gateway has
@@ -20,7 +21,7 @@ TEST(SslConnection, RefusalAfterTheHandshakeIsFoundByAFailedWrite) {
   const TestCertificates& certs = TestCertificates::shared();
   SessionStoreGuard store(certs);
   TlsTestServer gateway(certs, nullptr, true);
-  BSSLContext ctx(certs.otherClientPem().c_str(), "", "", "client");
+  BSSLContext ctx(certs.otherClientPem().c_str(), "", "");
   BSocket socket;
   ctx.setInUse(1);
   ASSERT_NE(ctx.getSSLObject(), nullptr);
@@ -43,4 +44,31 @@ TEST(SslConnection, RefusalAfterTheHandshakeIsFoundByAFailedWrite) {
   EXPECT_TRUE(sslRefusedAfterHandshake(&ctx, &detail));
   EXPECT_NE(detail.find("alert"), std::string::npos) << detail;
   closeTls(ctx, socket);
+}
+
+// A gateway that hands out session IDs but never resumes them is offered
+// the stored session only until it has refused a few in a row.
+TEST(SslConnection, AGatewayThatNeverResumesStopsBeingOfferedSessions) {
+  const TestCertificates& certs = TestCertificates::shared();
+  SessionStoreGuard store(certs);
+  TlsTestServer gateway(certs, nullptr, false, [](SSL_CTX* server) {
+    SSL_CTX_set_options(server, SSL_OP_NO_TICKET);
+    SSL_CTX_set_max_proto_version(server, TLS1_2_VERSION);
+    SSL_CTX_set_session_cache_mode(server, SSL_SESS_CACHE_SERVER | SSL_SESS_CACHE_NO_INTERNAL_LOOKUP);
+  });
+  BSSLContext ctx(certs.otherClientPem().c_str(), "", "");
+  ctx.setInUse(1);
+  ASSERT_NE(ctx.getSSLObject(), nullptr);
+  int offers = 0;
+  for (int i = 0; i < 8; i++) {
+    BSocket socket;
+    ASSERT_TRUE(socket.connect("127.0.0.1", gateway.port(), 5000));
+    if (sslAttach(&ctx, socket.getSocket(), true)) offers++;
+    std::string detail;
+    ASSERT_EQ(sslHandshake(&ctx, socket.getSocket(), 5000, &detail), kSslHandshakeCompleted) << detail;
+    EXPECT_FALSE(SSL_session_reused(ctx.getSSLObject()));
+    closeTls(ctx, socket);
+    ctx.setInUse(1);
+  }
+  EXPECT_EQ(offers, kResumptionRefusalsBeforePause) << "offered until refused that many times in a row";
 }

@@ -29,8 +29,8 @@ class SslPoolTest : public ::testing::Test {
     }
   }
 
-  BSSLContext* take(const char* password, const char* clientId = "client") {
-    return static_cast<BSSLContext*>(get_ssl(m_path.c_str(), password, "", clientId));
+  BSSLContext* take(const char* password) {
+    return static_cast<BSSLContext*>(get_ssl(m_path.c_str(), password, ""));
   }
 
   SessionStoreGuard m_store{certs()};
@@ -43,7 +43,7 @@ class SslPoolTest : public ::testing::Test {
 TEST_F(SslPoolTest, HandsOutIdleContextsOfTheSameCredentials) {
   EXPECT_EQ(get_ssl_object_count(), 0);
   BSSLContext* first = take("secret");
-  BSSLContext* second = take("secret", "another client");  // the client id is not part of the key
+  BSSLContext* second = take("secret");
   ASSERT_NE(first, nullptr);
   ASSERT_NE(second, nullptr);
   EXPECT_NE(first, second) << "the first is still in use";
@@ -51,7 +51,7 @@ TEST_F(SslPoolTest, HandsOutIdleContextsOfTheSameCredentials) {
   EXPECT_EQ(second->inUse(), 1);
 
   first->setInUse(0);
-  EXPECT_EQ(take("secret", "third client"), first);
+  EXPECT_EQ(take("secret"), first);
   second->setInUse(0);
   EXPECT_EQ(take("secret"), second);
 
