@@ -16,10 +16,6 @@ BHashTable* newBundleTable();
 // free(); null when the bundle yields no text.
 char* wholeBundleText(txn* t);
 
-// True when the bundle holds field key, even with an empty value: a field
-// the application put counts as given, whatever its text.
-bool hasField(txn* t, const char* key);
-
 // True when a and b hold the same text ignoring case. A null text equals
 // nothing, not even another null.
 bool sameTextNoCase(const char* a, const char* b);
