@@ -5,7 +5,9 @@
 
 class BHashTable;
 
-// Small helpers for making, reading and writing a transaction's bundle.
+// Helpers of the C API for a transaction's bundle. While execute() runs,
+// the bundle is read through TransactionRequest and written through
+// TransactionRecord only.
 
 // A new empty bundle, reported to the allocation tracker. The caller owns
 // it.
