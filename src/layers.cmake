@@ -46,7 +46,9 @@ set(ZV_LAYER_ssl_SOURCES
 set(ZV_LAYER_client_DIRS client)
 set(ZV_LAYER_client_DEPENDS ssl net core)
 set(ZV_LAYER_client_SOURCES
-  client/bundleFields.cpp client/cardData.cpp client/clientFailure.cpp
+  client/EngineStatus.cpp client/Exchange.cpp client/TransactionRecord.cpp
+  client/TransactionRequest.cpp
+  client/bundleFields.cpp client/cardData.cpp
   client/clientPreparation.cpp client/debugLog.cpp client/preSendChecks.cpp
   client/replyMerge.cpp client/requestChecks.cpp client/responseReader.cpp
   client/serverList.cpp client/transactionExchange.cpp client/transactionExecution.cpp

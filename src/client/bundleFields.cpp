@@ -24,8 +24,6 @@ char* wholeBundleText(txn* t) {
   return copy;
 }
 
-bool hasField(txn* t, const char* key) { return t->bundle->contains(key); }
-
 bool sameTextNoCase(const char* a, const char* b) {
   return a != nullptr && b != nullptr && strcasecmp(a, b) == 0;
 }

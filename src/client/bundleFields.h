@@ -5,7 +5,9 @@
 
 class BHashTable;
 
-// Small helpers for making, reading and writing a transaction's bundle.
+// Helpers of the C API for a transaction's bundle. While execute() runs,
+// the bundle is read through TransactionRequest and written through
+// TransactionRecord only.
 
 // A new empty bundle, reported to the allocation tracker. The caller owns
 // it.
@@ -15,10 +17,6 @@ BHashTable* newBundleTable();
 // malloc(), so that applications in any language can release it with
 // free(); null when the bundle yields no text.
 char* wholeBundleText(txn* t);
-
-// True when the bundle holds field key, even with an empty value: a field
-// the application put counts as given, whatever its text.
-bool hasField(txn* t, const char* key);
 
 // True when a and b hold the same text ignoring case. A null text equals
 // nothing, not even another null.

@@ -4,6 +4,7 @@
 
 #include "BHashTable.h"
 #include "bundleFields.h"
+#include "bundleKeys.h"
 
 namespace {
 
@@ -27,7 +28,7 @@ int maskPan(char* pan) {
 void clearPCISensitiveData(txn* t, const char* key) {
   char* value = t->bundle->get(key);
   if (value == nullptr || value[0] == '\0') return;
-  if (sameTextNoCase(key, "CARDDATA")) {
+  if (sameTextNoCase(key, kCardDataKey)) {
     maskPan(value);
     return;
   }
@@ -42,7 +43,7 @@ void clearPCISensitiveData(txn* t, const char* key) {
 }
 
 void clearCardData(txn* t) {
-  clearPCISensitiveData(t, "CVC2");
-  clearPCISensitiveData(t, "CARDEXPIRYDATE");
-  clearPCISensitiveData(t, "CARDDATA");
+  clearPCISensitiveData(t, kCvc2Key);
+  clearPCISensitiveData(t, kCardExpiryDateKey);
+  clearPCISensitiveData(t, kCardDataKey);
 }

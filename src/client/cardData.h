@@ -21,7 +21,7 @@ int maskPan(char* pan);
 void clearPCISensitiveData(txn* t, const char* key);
 
 // What every exchange does with the card data of the bundle once it is
-// over: clearPCISensitiveData() of CVC2, CARDEXPIRYDATE, then CARDDATA.
+// over (called by TransactionRecord, the bundle's writer during execute()): clearPCISensitiveData() of CVC2, CARDEXPIRYDATE, then CARDDATA.
 void clearCardData(txn* t);
 
 #endif  // ZELVAN_CARDDATA_H_

@@ -28,17 +28,27 @@ namespace {
 // need no lock.
 std::mutex gDefaultLogGuard;
 
-// Writes one log line: local date and time, milliseconds, the process's
-// transaction number and the text. The milliseconds are read separately
+// Writes one log line: local date and time, milliseconds, the transaction
+// number id and the text. The milliseconds are read separately
 // from the seconds, so near a second's boundary they may belong to the
 // next second.
-int writeLine(FILE* out, const char* text) {
+int writeLine(FILE* out, int id, const char* text) {
   time_t now = time(nullptr);
   struct tm local;
   localtime_r(&now, &local);
   return fprintf(out, "%04d-%02d-%02d %02d:%02d:%02d_%03li\t[%08d]\t%s\r\n", local.tm_year + 1900,
                  local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec,
-                 getMilliseconds(), __atomic_load_n(&tranId, __ATOMIC_RELAXED), text ? text : "");
+                 getMilliseconds(), id, text ? text : "");
+}
+
+int processTranId() { return __atomic_load_n(&tranId, __ATOMIC_RELAXED); }
+
+// The number t's lines carry.
+int tranIdOf(const txn* t) { return t->tranId >= 0 ? t->tranId : processTranId(); }
+
+// True when t writes its lines to a log file of its own.
+bool hasOpenLogFile(const txn* t) {
+  return t->debugOn == 1 && t->debugToStdOut != 1 && t->debugLog != nullptr;
 }
 
 std::string vformat(const char* format, va_list args) {
@@ -67,12 +77,12 @@ int logDebugMessage(void* handle, const char* text) {
   // A transaction whose log file was closed (DEBUG switched off and on
   // again) has no stream left to write to; its lines go to standard
   // output instead of through a stale pointer.
-  if (t->debugToStdOut != 1 && t->debugLog != nullptr) {
-    int written = writeLine(t->debugLog, text);
+  if (hasOpenLogFile(t)) {
+    int written = writeLine(t->debugLog, tranIdOf(t), text);
     fflush(t->debugLog);
     return written;
   }
-  if (gVerbose) return writeLine(stdout, text);
+  if (gVerbose) return writeLine(stdout, tranIdOf(t), text);
   return 0;
 }
 
@@ -94,10 +104,12 @@ void openLogFile(txn* t, const char* path) {
     t->debugToStdOut = 1;
     // Compatibility: the text carries its own line end, so the line ends
     // twice; applications that scan the log match it as it stands.
-    logDebugMessage(t, "Unable to create debugLog file . Writing to stdOut instead.\r\n");
+    logDebugPrintf(t, "Unable to create debugLog file %s. Writing to stdOut instead.\r\n",
+                   path != nullptr ? path : "");
     return;
   }
-  setTranId(getTranId());
+  t->tranId = getTranId();
+  setTranId(t->tranId);
   t->debugToStdOut = 0;
   logDebugMessage(t, "----------------------------------");
   logDebugMessage(t, "Writing to Logfile.");
@@ -133,11 +145,11 @@ void logDebugMessage(const char* text) {
     // if the process dies; a file that cannot be opened loses the line.
     FILE* file = fopen(theDebugFileName, "a+");
     if (file == nullptr) return;
-    writeLine(file, text);
+    writeLine(file, processTranId(), text);
     fflush(file);
     fclose(file);
   } else if (gVerbose) {
-    writeLine(stdout, text);
+    writeLine(stdout, processTranId(), text);
   }
 }
 
@@ -157,4 +169,23 @@ void logDebugPrintf(const char* format, ...) {
   std::string text = vformat(format, args);
   va_end(args);
   logDebugMessage(text.c_str());
+}
+
+void logForTransaction(txn* t, const char* text) {
+  if (t != nullptr && hasOpenLogFile(t)) {
+    logDebugMessage(t, text);
+  } else {
+    logDebugMessage(text);
+  }
+}
+
+void logForTransactionPrintf(txn* t, const char* format, ...) {
+  bool ownFile = t != nullptr && hasOpenLogFile(t);
+  // Nothing to format when the line would go nowhere.
+  if (!ownFile && __atomic_load_n(&isDebugOn, __ATOMIC_RELAXED) == 0) return;
+  va_list args;
+  va_start(args, format);
+  std::string text = vformat(format, args);
+  va_end(args);
+  logForTransaction(t, text.c_str());
 }

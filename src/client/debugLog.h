@@ -7,8 +7,10 @@
 // log file. Lines read
 // "YYYY-MM-DD hh:mm:ss_mmm\t[tranId as 8 digits]\ttext\r\n".
 
-// Number printed in every log line; replaced by a random number each time a
-// transaction opens a log file. Starts at 1234. Change it with setTranId().
+// Number printed in the lines of the transaction-less log and of a
+// transaction that never opened a log file; replaced by the random number
+// a transaction draws each time it opens a log file (txn::tranId). Starts
+// at 1234. Change it with setTranId().
 extern int tranId;
 // Copies of the debug settings of the last transaction that opened a log
 // file; they govern the transaction-less log and are never reset. Change
@@ -28,7 +30,7 @@ int getTranId();
 // that file the transaction-less log's too. A file that was already open
 // is closed first: a transaction has one log file at a time. When path
 // cannot be opened the log goes to standard output instead, which the log
-// says.
+// says, naming path.
 void openLogFile(txn* t, const char* path);
 
 // Closes the transaction's log file, if any, and forgets the stream, so
@@ -52,9 +54,16 @@ int logDebugMessage(void* txn, const char* text);
 // standard output while gVerbose is set.
 void logDebugMessage(const char* text);
 
+// Writes text for code that works for transaction t but is not bound to
+// it (the response reader): to t's log file when t has one open, else
+// through the transaction-less log, as logDebugMessage(text). t may be
+// null.
+void logForTransaction(txn* t, const char* text);
+
 // logDebugMessage() of a printf-style text; the text may be of any length.
 int logDebugPrintf(void* txn, const char* format, ...) __attribute__((format(printf, 2, 3)));
 void logDebugPrintf(const char* format, ...) __attribute__((format(printf, 1, 2)));
+void logForTransactionPrintf(txn* t, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
 // The millisecond part of the current wall-clock time, 0 to 999.
 long getMilliseconds();

@@ -1,33 +1,34 @@
 #include "preSendChecks.h"
 
-#include "bundleFields.h"
-#include "clientFailure.h"
+#include "TransactionRequest.h"
 #include "debugLog.h"
 #include "sslConnection.h"
 
-bool validCertificate(txn* t, BSSLContext* ctx) {
-  logDebugMessage(t, "\t\tSocket Open, Continuing...");
+EngineStatus validCertificate(BSSLContext* ctx, txn* log) {
+  logDebugMessage(log, "\t\tSocket Open, Continuing...");
   switch (checkPeerCertificate(ctx)) {
     case kPeerCertificateMissing:
-      return failTransaction(t, "\t\t Server Certificate problem.", "UNABLE TO GET SERVER CERTIFICATE");
+      return EngineStatus::Failure("UNABLE TO GET SERVER CERTIFICATE", "\t\t Server Certificate problem.");
     case kPeerSubjectUnreadable:
-      return failTransaction(t, "\t\t Unable to identify Server - subject name.", "UNABLE TO IDENTIFY SERVER");
+      return EngineStatus::Failure("UNABLE TO IDENTIFY SERVER", "\t\t Unable to identify Server - subject name.");
     case kPeerIssuerUnreadable:
-      return failTransaction(t, "\t\t Unable to identify Server - issuer name.", "UNABLE TO IDENTIFY SERVER");
+      return EngineStatus::Failure("UNABLE TO IDENTIFY SERVER", "\t\t Unable to identify Server - issuer name.");
     case kPeerCertificateReadable:
       break;
   }
-  return true;
+  return EngineStatus::Ok();
 }
 
-bool essentialParametersExist(txn* t) {
-  if (!hasField(t, "CLIENTID")) {
-    return failTransaction(t, "\t\t No Client Id found in Bundle.", "CLIENTID NOT FOUND",
-                           "Please ensure that the Client Id is passed into the bundle.");
+EngineStatus essentialParametersExist(const TransactionRequest& request) {
+  if (!request.hasClientId) {
+    return EngineStatus::FailureWithDetail("CLIENTID NOT FOUND",
+                                           "Please ensure that the Client Id is passed into the bundle.",
+                                           "\t\t No Client Id found in Bundle.");
   }
-  if (!hasField(t, "TRANSACTIONTYPE")) {
-    return failTransaction(t, "\t\t The Transaction Type has not been set.", "TRANSACTIONTYPE NOT FOUND",
-                           "Please ensure that the Transaction Type is passed into the bundle.");
+  if (!request.hasTransactionType) {
+    return EngineStatus::FailureWithDetail("TRANSACTIONTYPE NOT FOUND",
+                                           "Please ensure that the Transaction Type is passed into the bundle.",
+                                           "\t\t The Transaction Type has not been set.");
   }
-  return true;
+  return EngineStatus::Ok();
 }

@@ -1,21 +1,24 @@
 #ifndef ZELVAN_PRESENDCHECKS_H_
 #define ZELVAN_PRESENDCHECKS_H_
 
+#include "EngineStatus.h"
 #include "txn.h"
 
 class BSSLContext;
+struct TransactionRequest;
 
 // The checks an exchange runs once it is connected, before it sends the
-// request. Each failure stores ERROR (and for a missing field
-// ERROR_DETAIL) and RESULT "-1", logs it, and returns false.
+// request. Each failure carries ERROR (for a missing field also
+// ERROR_DETAIL) and the log line that reports it.
 
-// True when the connected gateway presented a certificate whose subject
-// and issuer names can be read (they are not compared with anything; the
+// Ok when the connected gateway presented a certificate whose subject and
+// issuer names can be read (they are not compared with anything; the
 // server is verified during the handshake only when _CAFILE is given).
-bool validCertificate(txn* t, BSSLContext* ctx);
+// Logs to log's debug log.
+EngineStatus validCertificate(BSSLContext* ctx, txn* log);
 
-// True when the bundle holds CLIENTID and TRANSACTIONTYPE (an empty value
+// Ok when the request holds CLIENTID and TRANSACTIONTYPE (an empty value
 // counts as given). When both are missing, only CLIENTID is reported.
-bool essentialParametersExist(txn* t);
+EngineStatus essentialParametersExist(const TransactionRequest& request);
 
 #endif  // ZELVAN_PRESENDCHECKS_H_

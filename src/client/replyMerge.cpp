@@ -6,6 +6,7 @@
 #include "BHashTable.h"
 #include "BString.h"
 #include "BVector.h"
+#include "bundleKeys.h"
 #include "debugLog.h"
 #include "memTrack.h"
 
@@ -13,9 +14,8 @@ namespace {
 
 // "SERVER" and at least one digit: the names setServers() numbers.
 bool isNumberedServer(const char* name) {
-  const char kPrefix[] = "SERVER";
-  if (strncmp(name, kPrefix, sizeof kPrefix - 1) != 0) return false;
-  const char* digits = name + sizeof kPrefix - 1;
+  if (strncmp(name, kServerKey, sizeof kServerKey - 1) != 0) return false;
+  const char* digits = name + sizeof kServerKey - 1;
   if (*digits == '\0') return false;
   for (; *digits != '\0'; digits++) {
     if (!isdigit(static_cast<unsigned char>(*digits))) return false;
@@ -29,14 +29,29 @@ BString* copyOf(BObject* object, const char* label) {
   return trackNew(new BString(static_cast<BString*>(object)->buffer()), label);
 }
 
+// Notes what a merged field tells of the gateway's answer. value is null
+// for a field merged without one.
+void note(GatewayAnswer* answer, const char* name, const char* value) {
+  if (answer == nullptr) return;
+  if (strcmp(name, kErrorKey) == 0) answer->gaveError = true;
+  if (strcmp(name, kResultKey) == 0) {
+    answer->gaveResult = value != nullptr;
+    answer->approved = value != nullptr && strcmp(value, "0") == 0;
+  }
+  if (strcmp(name, kTxnReferenceKey) == 0) {
+    answer->gaveReference = true;
+    answer->reference = value != nullptr ? value : "";
+  }
+}
+
 }  // namespace
 
 bool isLocalSetting(const char* name) {
-  return name[0] == '_' || strcmp(name, "SERVERCOUNT") == 0 || strcmp(name, "SERVERPORT") == 0 ||
+  return name[0] == '_' || strcmp(name, kServerCountKey) == 0 || strcmp(name, kServerPortKey) == 0 ||
          isNumberedServer(name);
 }
 
-void mergeReply(txn* t, const char* text) {
+void mergeReply(txn* t, const char* text, GatewayAnswer* answer) {
   // Parsed into a table of its own first, so that the reply's fields are
   // those the bundle would have taken, one by one, before any is dropped.
   BHashTable* reply = trackNew(new BHashTable(), "reply fields");
@@ -52,7 +67,9 @@ void mergeReply(txn* t, const char* text) {
       continue;
     }
     BObject* newKey = copyOf(key, "key object creation in add all");
-    t->bundle->put(&newKey, copyOf(values->get(i, 0), "value object creation in add all"), 1, 1);
+    BObject* value = values->get(i, 0);
+    note(answer, name, value != nullptr ? static_cast<BString*>(value)->buffer() : nullptr);
+    t->bundle->put(&newKey, copyOf(value, "value object creation in add all"), 1, 1);
   }
   trackDelete(keys);
   trackDelete(values);

@@ -1,12 +1,16 @@
 #ifndef ZELVAN_REQUESTCHECKS_H_
 #define ZELVAN_REQUESTCHECKS_H_
 
-#include "txn.h"
+#include <string>
 
-// Checks that an exchange runs on the bundle before it connects, so that a
-// request the message format cannot carry intact is never sent. Each
-// failure stores ERROR, ERROR_DETAIL and RESULT "-1" and logs the reason;
-// no check ever names a field's value (it may be card data). The card data
+#include "EngineStatus.h"
+
+struct TransactionRequest;
+
+// Checks that an exchange runs on its request before it connects, so that
+// a request the message format cannot carry intact is never sent. Each
+// failure carries ERROR, ERROR_DETAIL and a log line with the reason; no
+// check ever names a field's value (it may be card data). The card data
 // stay as they are: the application may correct the request and run it
 // again.
 
@@ -15,17 +19,19 @@
 // when it is one; otherwise leaves *port alone and returns false.
 bool parsePort(const char* text, int* port);
 
-// Reads SERVERPORT into *port. A value that is not a port fails with
-// ERROR "UNABLE TO CONNECT - COULD NOT OPEN SOCKET" and an ERROR_DETAIL
-// saying the port is invalid.
-bool checkServerPort(txn* t, int* port);
+// Why a field named name (not null) with value (null for none) cannot be
+// sent, or "" when it can: a name must be non-empty and without "=", CR or
+// LF, a value without "=", CR or LF. A name that is itself wanting is
+// shown only up to its first forbidden character; a value is never shown.
+std::string sendProblem(const char* name, const char* value);
 
-// True when every field that would be sent (every name not beginning with
-// "_") reads back as itself on the gateway's side: a name not empty and
-// without "=", CR or LF, a value without "=", CR or LF. Otherwise fails
-// with ERROR "INVALID FIELD" and an ERROR_DETAIL naming the first field
-// found wanting; a name that is itself wanting is shown only up to its
-// first forbidden character.
-bool checkSendableFields(txn* t);
+// Fails with ERROR "UNABLE TO CONNECT - COULD NOT OPEN SOCKET" and an
+// ERROR_DETAIL saying the port is invalid when SERVERPORT is not a port.
+EngineStatus checkServerPort(const TransactionRequest& request);
+
+// Fails with ERROR "INVALID FIELD" and an ERROR_DETAIL naming the first
+// field found wanting when a field that would be sent (any name not
+// beginning with "_") cannot be carried by the message.
+EngineStatus checkSendableFields(const TransactionRequest& request);
 
 #endif  // ZELVAN_REQUESTCHECKS_H_

@@ -4,6 +4,7 @@
 class BSSLContext;
 class BSocket;
 class BString;
+struct txn;
 
 // The response reader: reads one gateway message from the established SSL
 // connection of ctx, whose descriptor belongs to socket (in non-blocking
@@ -13,12 +14,11 @@ class BString;
 //
 // Gives up, returning null, when the connection fails or is closed by the
 // peer, after timeoutSeconds (measured in whole seconds, between reads and
-// after waits of up to five seconds), or after 5000 reads. The reason is
-// written to the debug log only. Returns a new string on success; the
-// caller deletes it.
-BString* doSSLRead(BSSLContext* ctx, BSocket* socket, int timeoutSeconds);
-
-// The same with a 30-second time-out.
-BString* doSSLRead(BSSLContext* ctx, BSocket* socket);
+// after waits of up to kReadWaitMs each), or after kReadAttempts reads.
+// The reason is written to the debug log only: to the log file of log,
+// the transaction being read for, when it has one open, otherwise (and
+// for a null log) to the transaction-less log. Returns a new string on
+// success; the caller deletes it.
+BString* doSSLRead(BSSLContext* ctx, BSocket* socket, int timeoutSeconds, txn* log = nullptr);
 
 #endif  // ZELVAN_RESPONSEREADER_H_

@@ -3,6 +3,7 @@
 #include "BHashTable.h"
 #include "BString.h"
 #include "BTokeniser.h"
+#include "bundleKeys.h"
 #include "debugLog.h"
 #include "memTrack.h"
 #include "txn.h"
@@ -20,7 +21,7 @@ void setServers(txn* t, const char* list) {
     // number.
     if (server->trim(1, 1) > 0) {
       char key[32];
-      snprintf(key, sizeof key, "SERVER%i", position);
+      snprintf(key, sizeof key, kNumberedServerFormat, position);
       t->bundle->put(key, server->buffer());
       logDebugPrintf(t, "\tServer [%s] added to List in position [%i]", server->buffer(), position);
       position++;
@@ -29,6 +30,6 @@ void setServers(txn* t, const char* list) {
   }
   char count[16];
   snprintf(count, sizeof count, "%i", position);
-  t->bundle->put("SERVERCOUNT", static_cast<const char*>(count));
+  t->bundle->put(kServerCountKey, static_cast<const char*>(count));
   logDebugMessage(t, "Finished Setting Servers.");
 }

@@ -1,6 +1,12 @@
 #include "transactionOutcome.h"
 
+#include "EngineStatus.h"
 #include "zelvanclient.h"
+
+ExecutionFacts factsOf(const EngineStatus& last, bool opened) {
+  const GatewayAnswer& answer = last.answer();
+  return {last.completed(), opened, answer.gaveError, answer.gaveResult, answer.approved};
+}
 
 int decideOutcome(const ExecutionFacts& facts) {
   if (facts.lastExchangeCompleted && !facts.gatewayError && facts.resultGiven) {

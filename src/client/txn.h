@@ -16,6 +16,11 @@ struct txn {
   int debugOn;
   // 1 while log lines go to standard output rather than to debugLog.
   int debugToStdOut;
+  // The number this transaction's log lines carry: the one drawn when it
+  // last opened a log file, or -1 for none (its lines then carry the
+  // process's tranId). Its own, so that with several threads each log
+  // file shows its own transactions' numbers.
+  int tranId = -1;
   // What the last execute() came to: a ZELVAN_OUTCOME_* value, NONE
   // before the first and after flushBundle().
   int outcome = 0;

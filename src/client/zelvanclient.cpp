@@ -7,6 +7,7 @@
 #include "BHashTable.h"
 #include "BMemoryTable.h"
 #include "bundleFields.h"
+#include "bundleKeys.h"
 #include "clientPreparation.h"
 #include "debugLog.h"
 #include "memTrack.h"
@@ -22,20 +23,15 @@ namespace {
 // library through initialiseClient()).
 std::mutex gClientGuard;
 
-void init() { init_client(); }
-
-void fini() {
-  if (clientInited()) free_client();
-}
-
-// Creates the pool's table and initialises the client when the library is
-// loaded; releases both when it is unloaded.
+// Initialises the client when the library is loaded, through the same
+// init_client() as the application and an exchange that finds the client
+// freed; frees it when the library is unloaded, unless the application
+// already did.
 struct LibraryLifetime {
-  LibraryLifetime() {
-    create_ssl_pool();
-    init();
+  LibraryLifetime() { init_client(); }
+  ~LibraryLifetime() {
+    if (clientInited()) free_client();
   }
-  ~LibraryLifetime() { fini(); }
 };
 
 LibraryLifetime gLibraryLifetime;
@@ -47,8 +43,8 @@ const char* orEmpty(const char* s) { return s != nullptr ? s : ""; }
 int init_client(void) {
   std::lock_guard<std::mutex> guard(gClientGuard);
   if (!clientInited()) {
-    // The pool exists from load until free_client(); it is made again here
-    // so that the library can be initialised anew after free_client().
+    // The pool exists from initialisation until free_client(), so that the
+    // library can be initialised anew after free_client().
     create_ssl_pool();
     srand(static_cast<unsigned>(time(nullptr)));
     __atomic_store_n(&m_client_inited, true, __ATOMIC_RELEASE);
@@ -88,14 +84,14 @@ BHashTable* flushBundle(txn* t) {
 int put(txn* t, const char* name, const char* value) {
   if (t == nullptr || name == nullptr) return 0;
   t->bundle->put(name, value);
-  if (sameTextNoCase(name, "DEBUG")) {
+  if (sameTextNoCase(name, kDebugKey)) {
     if (sameTextNoCase(value, "ON")) {
       t->debugOn = 1;
     } else {
       t->debugOn = 0;
       closeLogFile(t);
     }
-  } else if (sameTextNoCase(name, "LOGFILE")) {
+  } else if (sameTextNoCase(name, kLogFileKey)) {
     if (sameTextNoCase(value, "stdout")) {
       if (t->debugLog != nullptr) {
         closeLogFile(t);
@@ -116,7 +112,7 @@ int put(txn* t, const char* name, const char* value) {
 // applications read fields freely, and the values may be card data.
 char* get(txn* t, const char* name) {
   if (t == nullptr) return nullptr;
-  if (sameTextNoCase(name, "THEWORKS")) return wholeBundleText(t);
+  if (sameTextNoCase(name, kWholeBundleName)) return wholeBundleText(t);
   return t->bundle->get(name);
 }
 
@@ -124,26 +120,26 @@ int zelvanclient_outcome(txn* t) { return t != nullptr ? t->outcome : ZELVAN_OUT
 
 int setPort(txn* t, const char* port) {
   if (t == nullptr) return 0;
-  t->bundle->put("SERVERPORT", port);
+  t->bundle->put(kServerPortKey, port);
   logDebugMessage(t, "Server Port Set...");
   return logDebugPrintf(t, "\t Using Port [%s].", orEmpty(port));
 }
 
 int put_ClientID(txn* t, const char* clientId) {
   if (t == nullptr) return 0;
-  t->bundle->put("CLIENTID", clientId);
+  t->bundle->put(kClientIdKey, clientId);
   return logDebugMessage(t, "ClientID Set.");
 }
 
 int put_CertificatePath(txn* t, const char* path) {
   if (t == nullptr) return 0;
-  t->bundle->put("_CERTIFICATEPATH", path);
+  t->bundle->put(kCertificatePathKey, path);
   return logDebugMessage(t, "Certificate Path Set.");
 }
 
 int put_CertificatePassword(txn* t, const char* password) {
   if (t == nullptr) return 0;
-  t->bundle->put("_CERTIFICATEPASSWORD", password);
+  t->bundle->put(kCertificatePasswordKey, password);
   return logDebugMessage(t, "Certificate Password Set.");
 }
 

@@ -71,10 +71,10 @@ class InteropCases:
         return reply
 
     def assertApproved(self, reply, peer):
-        # An echo carries no RESULT, and its TXNREFERENCE is the one the
-        # request carried, so the gateway never opened a transaction: the
-        # library's outcome, and zelvan-txn's exit status, is no decision (2).
-        expected_exit = 0 if peer.RESULT == "0" else 2
+        # An echo gives back the request's TXNREFERENCE and no RESULT: a
+        # reference with no final decision, so the outcome, and zelvan-txn's
+        # exit status, is unknown (3), though the exchange ran to its end.
+        expected_exit = 0 if peer.RESULT == "0" else 3
         self.assertEqual((reply["exit"], reply.get("ERROR"), reply.get("RESPONSETEXT"), reply.get("RESULT")),
                          (expected_exit, None, "APPROVED", peer.RESULT), "%s\nserver said:\n%s" % (reply, peer.output()[-3000:]))
 

@@ -98,9 +98,10 @@ TEST_F(ClientDebugLog, UnopenableFileLogsToStdoutAndTooLongPathsKeepTheDefaultLo
   Handle t;
   put(t, "DEBUG", "ON");
   CaptureStdout();
-  put(t, "LOGFILE", dir_.file("no/such.log").c_str());
+  std::string unopenable = dir_.file("no/such.log");
+  put(t, "LOGFILE", unopenable.c_str());
   EXPECT_EQ(logTexts(GetCapturedStdout()),
-            (Lines{"Unable to create debugLog file . Writing to stdOut instead.", ""}));
+            (Lines{"Unable to create debugLog file " + unopenable + ". Writing to stdOut instead.", ""}));
   EXPECT_EQ(t->debugToStdOut, 1);
 
   put(t, "LOGFILE", path_.c_str());

@@ -25,8 +25,12 @@ TEST(ServerPort, OnlyWholeDecimalNumbersFrom1To65535AreRead) {
 TEST(ReplyMerge, TakesGatewayFieldsAndIgnoresLocalAndServerListFields) {
   Handle t;
   put(t, "SERVERCOUNT", "1");
-  mergeReply(t, "SERVER12=evil\r\n_NEW=1\r\nRESULT=0\r\nSERVER=gw1\r\nSERVERX=1\r\nK=a=b\r\nAUTHCODE==\r\n"
-                "\r\nEND\r\n\r\n");
+  GatewayAnswer answer;
+  mergeReply(t,
+             "SERVER12=evil\r\n_NEW=1\r\nRESULT=0\r\nSERVER=gw1\r\nSERVERX=1\r\nK=a=b\r\nAUTHCODE==\r\n"
+             "\r\nEND\r\n\r\n",
+             &answer);
+  EXPECT_TRUE(answer.gaveResult && answer.approved && !answer.gaveError && !answer.gaveReference);
   EXPECT_TRUE(get(t, "SERVER12") == nullptr && get(t, "_NEW") == nullptr);
   EXPECT_STREQ(get(t, "RESULT"), "0");
   EXPECT_STREQ(get(t, "SERVER"), "gw1");
@@ -34,6 +38,9 @@ TEST(ReplyMerge, TakesGatewayFieldsAndIgnoresLocalAndServerListFields) {
   EXPECT_EQ(get(t, "K"), nullptr) << "a malformed line is skipped";
   EXPECT_TRUE(t->bundle->contains("AUTHCODE")) << "a null value is merged";
   EXPECT_EQ(t->bundle->size(), 5);
+  mergeReply(t, "TXNREFERENCE=77\r\nRESULT=5\r\nERROR=DECLINED\r\n\r\nEND\r\n\r\n", &answer);
+  EXPECT_TRUE(answer.gaveReference && answer.reference == "77" && answer.gaveError);
+  EXPECT_TRUE(answer.gaveResult && !answer.approved) << "the last RESULT given decides";
   mergeReply(t, nullptr);
-  EXPECT_EQ(t->bundle->size(), 5);
+  EXPECT_EQ(t->bundle->size(), 7);
 }

@@ -103,5 +103,5 @@ TEST_F(ResponseReaderTest, MarkerAloneIsNotAReplyAndTheReadTimesOut) {
   EXPECT_EQ(count(text, "Found end of message."), 0u);
   EXPECT_GE(count(text, "\t\t\t\tWaiting for response from ZTS.\r\n"), 1u);
 
-  EXPECT_EQ(doSSLRead(nullptr, nullptr), nullptr) << "no connection, nothing read";
+  EXPECT_EQ(doSSLRead(nullptr, nullptr, 1), nullptr) << "no connection, nothing read";
 }

@@ -36,6 +36,8 @@ interface ClientLibrary extends Library {
 
     int execute(Pointer t);
 
+    int zelvanclient_outcome(Pointer t);
+
     void cleanup(Pointer t);
 
     /**

@@ -1,11 +1,8 @@
 package com.zelvan.client;
 
-import com.sun.jna.Function;
-import com.sun.jna.Library;
 import com.sun.jna.Native;
 import com.sun.jna.Pointer;
 import java.lang.ref.Cleaner;
-import java.lang.reflect.Proxy;
 import java.nio.charset.StandardCharsets;
 import java.util.HashMap;
 import java.util.List;
@@ -59,10 +56,6 @@ public final class Transaction implements AutoCloseable {
             }
         }
     }
-
-    /** zelvanclient_outcome(), looked up in the library that ClientLibrary loaded. */
-    private static final Function OUTCOME = ((Library.Handler) Proxy.getInvocationHandler(ClientLibrary.instance()))
-            .getNativeLibrary().getFunction("zelvanclient_outcome");
 
     private final ClientLibrary lib;
     private final Handle handle;
@@ -196,7 +189,7 @@ public final class Transaction implements AutoCloseable {
     public synchronized Result execute() throws TransactionException {
         Pointer pointer = live();
         boolean completed = lib.execute(pointer) != 0;
-        Result result = new Result(completed, fields(), Outcome.of(OUTCOME.invokeInt(new Object[] {pointer})));
+        Result result = new Result(completed, fields(), Outcome.of(lib.zelvanclient_outcome(pointer)));
         if (result.getOutcome() == Outcome.UNKNOWN) {
             throw new OutcomeUnknownException(result);
         }

@@ -1,0 +1,93 @@
+// Two threads purchase at once, each logging to a file of its own: every
+// line of a file, the response reader's included, belongs to that
+// thread's transactions.
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+#include <thread>
+
+#include "GatewaySim.h"
+#include "MerchantTxn.h"
+#include "SessionStoreGuard.h"
+#include "TestCertificates.h"
+#include "clientTestSupport.h"
+
+namespace {
+
+constexpr int kPurchases = 20;
+
+// The transaction numbers of a log ("%08d": eight digits or more): those
+// of the transactions that opened the file, in order, and those of every
+// line.
+struct LogNumbers {
+  std::vector<std::string> opened;
+  std::multiset<std::string> lines;
+};
+
+LogNumbers numbersOf(const std::string& log) {
+  LogNumbers numbers;
+  size_t start = 0;
+  for (size_t end; (end = log.find("\r\n", start)) != std::string::npos; start = end + 2) {
+    std::string line = log.substr(start, end - start);
+    size_t open = line.find("\t[");
+    size_t close = line.find("]\t", open);
+    if (open == std::string::npos || close == std::string::npos) continue;  // a line's second end
+    std::string number = line.substr(open + 2, close - open - 2);
+    numbers.lines.insert(number);
+    if (line.compare(close + 2, std::string::npos, "----------------------------------") == 0) {
+      numbers.opened.push_back(number);
+    }
+  }
+  return numbers;
+}
+
+size_t count(const std::string& text, const std::string& part) {
+  size_t n = 0;
+  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) n++;
+  return n;
+}
+
+}  // namespace
+
+TEST(ThreadLog, EachThreadsFileHoldsOnlyItsOwnTransactions) {
+  TestCertificates certs;
+  SessionStoreGuard store(certs);
+  GatewaySim sim(certs);
+  TempDir dir;
+  const std::string paths[2] = {dir.file("first.log"), dir.file("second.log")};
+  int approved[2] = {0, 0};
+
+  auto purchases = [&](int thread) {
+    for (int i = 0; i < kPurchases; i++) {
+      MerchantTxn txn;
+      txn.logTo(paths[thread]);
+      txn.settings(certs, sim.port());
+      txn.purchase();
+      if (txn.execute() == 1 && txn.field("RESULT") == "0") approved[thread]++;
+    }
+  };
+  std::thread first(purchases, 0), second(purchases, 1);
+  first.join();
+  second.join();
+
+  LogNumbers numbers[2];
+  for (int n = 0; n < 2; n++) {
+    EXPECT_EQ(approved[n], kPurchases);
+    std::string log = readFile(paths[n]);
+    numbers[n] = numbersOf(log);
+    EXPECT_EQ(numbers[n].opened.size(), static_cast<size_t>(kPurchases)) << paths[n];
+    // Two replies read per purchase, each read logged in its own file.
+    EXPECT_EQ(count(log, "\t\tdoing SSL Read\r\n"), 2u * kPurchases) << paths[n];
+    EXPECT_EQ(count(log, "\t\tFinished SSL Read\r\n"), 2u * kPurchases) << paths[n];
+  }
+  for (int n = 0; n < 2; n++) {
+    std::set<std::string> own(numbers[n].opened.begin(), numbers[n].opened.end());
+    for (const std::string& number : numbers[n].lines) {
+      EXPECT_EQ(own.count(number), 1u) << paths[n] << " holds a line of transaction " << number;
+    }
+    for (const std::string& number : numbers[1 - n].opened) {
+      EXPECT_EQ(own.count(number), 0u) << "transaction " << number << " in both files";
+    }
+  }
+}
