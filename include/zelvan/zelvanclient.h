@@ -260,6 +260,76 @@ enum {
 int zelvanclient_outcome(txn *t);
 
 /*
+** Events: what execute() does, as it does it, for an application's own
+** metrics (counters, latencies). An event handler set on a handle is called
+** on the calling thread, during execute(), once for each event below, with
+** the event and the USER pointer given here. Every event carries the
+** milliseconds since execute() began. Card data, passwords and field
+** values never appear in an event.
+**
+**   ZELVAN_EVENT_SERVER_TRIED    an address of a server is tried: server
+**                                (the entry as listed), address (its text,
+**                                "127.0.0.1" or "[::1]"; through a proxy,
+**                                the proxy's), port.
+**   ZELVAN_EVENT_CONNECTED       a TCP connection is open: server, address,
+**                                port as above.
+**   ZELVAN_EVENT_HANDSHAKE_DONE  the TLS handshake completed: tls_version
+**                                ("TLSv1.3"), cipher, resumed (1 when a
+**                                stored session was resumed, 0 for a full
+**                                handshake).
+**   ZELVAN_EVENT_REQUEST_SENT    a message was written to the gateway.
+**   ZELVAN_EVENT_REPLY_READ      a whole reply was read from the gateway.
+**   ZELVAN_EVENT_STATUS_CHECK    a status check begins: status_check is its
+**                                number, from 1.
+**   ZELVAN_EVENT_OUTCOME         execute() is over: outcome is what
+**                                zelvanclient_outcome() returns.
+**
+** The structure may grow at its end in later versions: size tells how
+** many bytes of it the library filled, so read a field only when size
+** reaches past it. Texts are NULL where an event has none, and valid only
+** during the call: copy what you keep. Fields an event does not use are 0
+** or NULL.
+**
+** The handler must not call execute(), flushBundle() or cleanup() on the
+** same handle. Its time counts against the transaction: a slow handler
+** delays the payment and uses up its _TIMEOUT; keep it short (count,
+** enqueue) and do heavier work elsewhere.
+*/
+enum {
+  ZELVAN_EVENT_SERVER_TRIED = 1,
+  ZELVAN_EVENT_CONNECTED = 2,
+  ZELVAN_EVENT_HANDSHAKE_DONE = 3,
+  ZELVAN_EVENT_REQUEST_SENT = 4,
+  ZELVAN_EVENT_REPLY_READ = 5,
+  ZELVAN_EVENT_STATUS_CHECK = 6,
+  ZELVAN_EVENT_OUTCOME = 7
+};
+
+typedef struct zelvan_event {
+  int size;              /* bytes of this structure the library filled */
+  int type;              /* ZELVAN_EVENT_* */
+  long long elapsed_ms;  /* milliseconds since execute() began */
+  const char *server;    /* SERVER_TRIED, CONNECTED */
+  const char *address;   /* SERVER_TRIED, CONNECTED */
+  int port;              /* SERVER_TRIED, CONNECTED */
+  int resumed;           /* HANDSHAKE_DONE: 1 resumed, 0 full */
+  const char *tls_version; /* HANDSHAKE_DONE */
+  const char *cipher;    /* HANDSHAKE_DONE */
+  int status_check;      /* STATUS_CHECK: 1, 2, ... */
+  int outcome;           /* OUTCOME: ZELVAN_OUTCOME_* */
+} zelvan_event;
+
+typedef void (*zelvan_event_handler)(const zelvan_event *event, void *user);
+
+/*
+** Sets the handler that receives the events of every later execute() on
+** the handle, with USER passed back to it untouched; a NULL HANDLER stops
+** the events. The setting stays across flushBundle() and ends with
+** cleanup(). Returns 1, or 0 for a NULL handle.
+*/
+int zelvanclient_set_event_handler(txn *t, zelvan_event_handler handler, void *user);
+
+/*
 ** Destroys the handle: its bundle with every field, and its log file,
 ** which is closed. The handle must not be used again. Pointers returned by
 ** get() become invalid; arrays returned for "THEWORKS" stay the caller's.

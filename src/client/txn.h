@@ -3,6 +3,8 @@
 
 #include <cstdio>
 
+#include "zelvanclient.h"
+
 class BHashTable;
 
 // One transaction handle, as newBundle() makes it. Applications see it only
@@ -24,6 +26,10 @@ struct txn {
   // What the last execute() came to: a ZELVAN_OUTCOME_* value, NONE
   // before the first and after flushBundle().
   int outcome = 0;
+  // The application's event handler and its pointer, or null: set by
+  // zelvanclient_set_event_handler(), kept across flushBundle().
+  zelvan_event_handler eventHandler = nullptr;
+  void* eventUser = nullptr;
 };
 
 #endif  // ZELVAN_TXN_H_

@@ -118,6 +118,13 @@ char* get(txn* t, const char* name) {
 
 int zelvanclient_outcome(txn* t) { return t != nullptr ? t->outcome : ZELVAN_OUTCOME_NONE; }
 
+int zelvanclient_set_event_handler(txn* t, zelvan_event_handler handler, void* user) {
+  if (t == nullptr) return 0;
+  t->eventHandler = handler;
+  t->eventUser = handler != nullptr ? user : nullptr;
+  return 1;
+}
+
 int setPort(txn* t, const char* port) {
   if (t == nullptr) return 0;
   t->bundle->put(kServerPortKey, port);
