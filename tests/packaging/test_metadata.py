@@ -7,7 +7,8 @@ ZV_LICENSE. The Debian packages and the C tarball take them from the build.
 The metadata files of the language packages must carry them as their
 ecosystems read them from the source tree, so they hold copies, and this
 test fails when a copy differs. Composer takes a package's version from
-the repository's tag, so composer.json names none.
+the repository's tag, so composer.json names none; make dist writes the
+version into the copy in its Composer artifact.
 """
 
 import json
