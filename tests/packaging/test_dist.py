@@ -57,6 +57,8 @@ def run(command, env, cwd):
 class DistInstallTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
+        if not os.path.isfile(os.path.join(DIST, "SHA256SUMS")):
+            raise AssertionError("%s holds no artifacts: run make dist first" % DIST)
         cls.root = tempfile.mkdtemp(prefix="zv-dist-")
         cls.addClassCleanup(cls.remove_root)
         env = {name: value for name, value in os.environ.items() if name not in UNSET}

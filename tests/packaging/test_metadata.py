@@ -50,6 +50,14 @@ class PackageMetadataTest(unittest.TestCase):
         self.assertEqual(composer["license"], LICENSE)
         self.assertNotIn("version", composer)
 
+    def test_install_commands_name_the_package_version(self):
+        for readme in ("README.md", "bindings/python/README.md", "bindings/node/README.md",
+                       "bindings/php/README.md", "bindings/java/README.md", "bindings/go/README.md"):
+            block = re.search(r"^# Offline install from make dist's files in \$DIST\n.*?^```", read(readme),
+                              re.M | re.S)
+            self.assertIsNotNone(block, readme)
+            self.assertEqual(set(re.findall(r"\d+\.\d+\.\d+", block.group(0))) - {VERSION}, set(), readme)
+
     def test_maven_artifact_has_the_package_version_not_the_protocol_version(self):
         ns = {"m": "http://maven.apache.org/POM/4.0.0"}
         pom = ElementTree.fromstring(read("bindings/java/pom.xml"))
