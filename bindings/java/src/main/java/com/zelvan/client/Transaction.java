@@ -60,9 +60,17 @@ public final class Transaction implements AutoCloseable {
         }
     }
 
-    /** zelvanclient_outcome(), looked up in the library that ClientLibrary loaded. */
-    private static final Function OUTCOME = ((Library.Handler) Proxy.getInvocationHandler(ClientLibrary.instance()))
-            .getNativeLibrary().getFunction("zelvanclient_outcome");
+    /**
+     * zelvanclient_outcome(), looked up in the library that ClientLibrary
+     * loaded. A holder class, initialised at the first execute(), after a
+     * constructor has loaded the library: looked up while Transaction is
+     * initialised, a library that fails to load would give every later
+     * constructor NoClassDefFoundError instead of LibraryNotFoundException.
+     */
+    private static final class OutcomeFunction {
+        static final Function INSTANCE = ((Library.Handler) Proxy.getInvocationHandler(ClientLibrary.instance()))
+                .getNativeLibrary().getFunction("zelvanclient_outcome");
+    }
 
     private final ClientLibrary lib;
     private final Handle handle;
@@ -196,7 +204,7 @@ public final class Transaction implements AutoCloseable {
     public synchronized Result execute() throws TransactionException {
         Pointer pointer = live();
         boolean completed = lib.execute(pointer) != 0;
-        Result result = new Result(completed, fields(), Outcome.of(OUTCOME.invokeInt(new Object[] {pointer})));
+        Result result = new Result(completed, fields(), Outcome.of(OutcomeFunction.INSTANCE.invokeInt(new Object[] {pointer})));
         if (result.getOutcome() == Outcome.UNKNOWN) {
             throw new OutcomeUnknownException(result);
         }
