@@ -91,7 +91,10 @@ deb:
 
 # The C tarball is installed from $(INSTALL_BUILD) with a prefix other
 # than /usr, so that its programs find the library through their run path.
+# The language packages need their toolchains (installed as root).
 dist: deb
+	@sh scripts/ensure-deps.sh --no-tests zip
+	@for language in python php java node go; do sh scripts/ensure-binding-deps-$$language.sh; done
 	@test -f $(INSTALL_BUILD)/build.ninja || cmake -S . -B $(INSTALL_BUILD) -G Ninja -DZV_TESTS=OFF -DCMAKE_BUILD_TYPE=RelWithDebInfo $(CMAKE_ARGS)
 	cmake -S . -B $(INSTALL_BUILD) -DCMAKE_INSTALL_PREFIX=/usr/local
 	cmake --build $(INSTALL_BUILD) -j $(JOBS)

@@ -35,6 +35,7 @@ for extra in "$@"; do
     libclang-rt-14-dev) need libclang-rt-14-dev sh -c 'ls /usr/lib/llvm-14/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a' ;;
     libbenchmark-dev)  need libbenchmark-dev test -f /usr/include/benchmark/benchmark.h ;;
     dpkg-dev)          need dpkg-dev command -v dpkg-shlibdeps ;;
+    zip)               need zip command -v zip ;;
   esac
 done
 

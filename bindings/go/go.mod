@@ -1,3 +1,3 @@
-module zelvan
+module zelvan.com/go/zelvan
 
 go 1.19

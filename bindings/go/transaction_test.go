@@ -16,7 +16,7 @@ import (
 	"testing"
 	"time"
 
-	"zelvan"
+	"zelvan.com/go/zelvan"
 )
 
 const card = "4111111111111111"

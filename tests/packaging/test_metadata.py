@@ -7,7 +7,8 @@ ZV_LICENSE. The Debian packages and the C tarball take them from the build.
 The metadata files of the language packages must carry them as their
 ecosystems read them from the source tree, so they hold copies, and this
 test fails when a copy differs. Composer takes a package's version from
-the repository's tag, so composer.json names none.
+the repository's tag, so composer.json names none; make dist writes the
+version into the copy in its Composer artifact.
 """
 
 import json
@@ -48,6 +49,14 @@ class PackageMetadataTest(unittest.TestCase):
         composer = json.loads(read("bindings/php/composer.json"))
         self.assertEqual(composer["license"], LICENSE)
         self.assertNotIn("version", composer)
+
+    def test_install_commands_name_the_package_version(self):
+        for readme in ("README.md", "bindings/python/README.md", "bindings/node/README.md",
+                       "bindings/php/README.md", "bindings/java/README.md", "bindings/go/README.md"):
+            block = re.search(r"^# Offline install from make dist's files in \$DIST\n.*?^```", read(readme),
+                              re.M | re.S)
+            self.assertIsNotNone(block, readme)
+            self.assertEqual(set(re.findall(r"\d+\.\d+\.\d+", block.group(0))) - {VERSION}, set(), readme)
 
     def test_maven_artifact_has_the_package_version_not_the_protocol_version(self):
         ns = {"m": "http://maven.apache.org/POM/4.0.0"}

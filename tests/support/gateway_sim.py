@@ -20,6 +20,10 @@ import tempfile
 import time
 import unittest
 
+# The end of every message, in both directions.
+END_MARKER = "\r\nEND\r\n\r\n"
+
+
 class TestCertificates:
     """A CA, a server certificate for 127.0.0.1 and client certificates.
 
@@ -78,9 +82,11 @@ class GatewaySim:
 
     def __init__(self, program, certs, extra_args=()):
         self.stats_path = certs.path("sim-stats-%d.txt" % id(self))
+        self.record_path = certs.path("sim-record-%d.txt" % id(self))
         self._output = pathlib.Path(certs.path("sim-output-%d.txt" % id(self)))
         command = [program, "--cert", certs.path("server.pem"), "--key", certs.path("server-key.pem"),
-                   "--ca", certs.ca, "--port", "0", "--stats", self.stats_path, *extra_args]
+                   "--ca", certs.ca, "--port", "0", "--stats", self.stats_path,
+                   "--record", self.record_path, *extra_args]
         # Output goes to a file, which never fills up as an unread pipe would.
         with self._output.open("wb") as output:
             self._process = subprocess.Popen(command, stdout=output, stderr=subprocess.STDOUT)
@@ -105,6 +111,12 @@ class GatewaySim:
         """The simulator's counters as a dict of ints."""
         with open(self.stats_path) as stats:
             return {name: int(value) for name, _, value in (line.strip().partition("=") for line in stats) if name}
+
+    def messages(self):
+        """Every message received so far, end marker included, as text."""
+        with open(self.record_path, "rb") as record:
+            text = record.read().decode("utf-8", "surrogateescape")
+        return [m + END_MARKER for m in text.split(END_MARKER)[:-1]]
 
     def stop(self):
         if self._exit_status is None:

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 
@@ -97,6 +98,16 @@ bool Connection::handle(TlsStream& stream, const std::string& text) {
   }
   std::string reference;
   reference.swap(m_reference);
+  long settleAfterMs = m_context.options.settleAfterMs;
+  if (settleAfterMs >= 0) {
+    // The gateway lost the client: the decision is made, recorded later,
+    // and never sent.
+    ReplyFields reply = gateway.complete(reference, request, settleAfterMs);
+    countReply(Phase::kFinal, reply);
+    m_context.stats.increment(SimStats::kFaults);
+    m_context.log("connection %ld: final response dropped, settling in %ld ms", m_number, settleAfterMs);
+    return false;
+  }
   return respond(stream, Phase::kFinal, m_fault, [&] { return gateway.complete(reference, request); });
 }
 
@@ -106,8 +117,9 @@ bool Connection::respond(TlsStream& stream, Phase phase, Fault fault, const std:
   SimStats& stats = m_context.stats;
   bool faulted = fault == Fault::kSlow ||
                  (first && (fault == Fault::kFirstError || fault == Fault::kFirstNoReference ||
-                            fault == Fault::kGarbage)) ||
-                 (final && (fault == Fault::kCloseBeforeFinal || fault == Fault::kFinalNever));
+                            fault == Fault::kGarbage || fault == Fault::kFirstNul)) ||
+                 (final && (fault == Fault::kCloseBeforeFinal || fault == Fault::kFinalNever ||
+                            fault == Fault::kFinalNoResult));
   if (faulted) {
     stats.increment(SimStats::kFaults);
     m_context.log("connection %ld: fault %s", m_number, faultName(fault));
@@ -124,12 +136,7 @@ bool Connection::respond(TlsStream& stream, Phase phase, Fault fault, const std:
   } else {
     reply = answer();
   }
-  if (!replyField(reply, "ERROR").empty()) {
-    stats.increment(SimStats::kErrors);
-  } else if (phase == Phase::kFinal) {
-    bool approved = replyField(reply, "RESULT") == kResultApproved;
-    stats.increment(approved ? SimStats::kApproved : SimStats::kDeclined);
-  }
+  countReply(phase, reply);
   if (final && fault == Fault::kCloseBeforeFinal) return false;
   if (final && fault == Fault::kFinalNever) {
     stream.holdUntilClosed();
@@ -137,10 +144,30 @@ bool Connection::respond(TlsStream& stream, Phase phase, Fault fault, const std:
   }
   const SimOptions& options = m_context.options;
   reply.insert(reply.end(), options.extraReplyFields.begin(), options.extraReplyFields.end());
+  if (final && fault == Fault::kFinalNoResult) {
+    // Everything of the decision but the decision itself.
+    reply.erase(std::remove_if(reply.begin(), reply.end(),
+                               [](const auto& field) { return field.first == "RESULT" || field.first == "ERROR"; }),
+                reply.end());
+  }
   std::string text = formatMessage(reply);
+  if (first && fault == Fault::kFirstNul) {
+    // The NUL goes at the end of the last field, before the end marker.
+    text.insert(text.size() - kEndMarkerLength, 1, '\0');
+  }
   IoStatus status = fault == Fault::kSlow ? stream.writeInPieces(text, options.chunkBytes, options.chunkDelayMs)
                                           : stream.write(text);
   return status == IoStatus::kOk;
+}
+
+void Connection::countReply(Phase phase, const ReplyFields& reply) {
+  SimStats& stats = m_context.stats;
+  if (!replyField(reply, "ERROR").empty()) {
+    stats.increment(SimStats::kErrors);
+  } else if (phase == Phase::kFinal) {
+    bool approved = replyField(reply, "RESULT") == kResultApproved;
+    stats.increment(approved ? SimStats::kApproved : SimStats::kDeclined);
+  }
 }
 
 Fault Connection::nextStatusFault() {

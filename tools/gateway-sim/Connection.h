@@ -51,6 +51,9 @@ class Connection {
   // withholds it. Returns false when the connection is to be closed.
   bool respond(TlsStream& stream, Phase phase, Fault fault, const std::function<ReplyFields()>& answer);
 
+  // Counts a reply made, sent or not: an error, or a final decision.
+  void countReply(Phase phase, const ReplyFields& reply);
+
   // The fault for the next STATUS request.
   Fault nextStatusFault();
 

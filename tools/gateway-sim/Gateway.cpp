@@ -109,7 +109,7 @@ ReplyFields Gateway::open(const Fields& request, std::string* reference) {
   return {{"TXNREFERENCE", *reference}};
 }
 
-ReplyFields Gateway::complete(const std::string& reference, const Fields& request) {
+ReplyFields Gateway::complete(const std::string& reference, const Fields& request, long settleAfterMs) {
   if (fieldOf(request, "TXNREFERENCE") != reference) {
     return errorReply("TXNREFERENCE MISMATCH", "The reply does not carry the reference the gateway issued.");
   }
@@ -124,6 +124,7 @@ ReplyFields Gateway::complete(const std::string& reference, const Fields& reques
   outcome.wireTimeMs = std::chrono::duration_cast<std::chrono::milliseconds>(
                            std::chrono::steady_clock::now() - transaction.opened).count();
   transaction.decided = true;
+  transaction.settles = std::chrono::steady_clock::now() + std::chrono::milliseconds(settleAfterMs);
   transaction.outcome = outcome;
   return outcomeReply(reference, outcome);
 }
@@ -138,7 +139,7 @@ ReplyFields Gateway::status(const Fields& request) {
   if (found == m_transactions.end() || found->second.clientId != fieldOf(request, "CLIENTID")) {
     return errorReply("UNKNOWN TXNREFERENCE", "No transaction of this client has this reference.");
   }
-  if (!found->second.decided) {
+  if (!found->second.decided || std::chrono::steady_clock::now() < found->second.settles) {
     return errorReply("TRANSACTION NOT COMPLETED", "The transaction was opened but never confirmed.");
   }
   return outcomeReply(reference, found->second.outcome);

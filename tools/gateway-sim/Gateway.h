@@ -30,7 +30,9 @@ class Gateway {
   // is stored before this returns, so a status check finds it even when
   // the response never reaches the client. A message whose TXNREFERENCE
   // differs from reference gets an ERROR reply and decides nothing.
-  ReplyFields complete(const std::string& reference, const Fields& request);
+  // settleAfterMs above 0 records the decision that much later instead: a
+  // gateway that lost the client and settles the payment afterwards.
+  ReplyFields complete(const std::string& reference, const Fields& request, long settleAfterMs = 0);
 
   // Answers a STATUS request: the stored outcome of its TXNREFERENCE, or
   // an ERROR reply when the reference is missing, unknown, opened by
@@ -52,6 +54,7 @@ class Gateway {
     std::string clientId;
     std::chrono::steady_clock::time_point opened;
     bool decided = false;
+    std::chrono::steady_clock::time_point settles;  // the decision counts from then on
     Outcome outcome;
   };
 

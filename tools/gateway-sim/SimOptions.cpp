@@ -22,6 +22,8 @@ constexpr FaultEntry kFaults[] = {
     {Fault::kSlow, "slow"},
     {Fault::kGarbage, "garbage"},
     {Fault::kNoTls, "no-tls"},
+    {Fault::kFinalNoResult, "final-no-result"},
+    {Fault::kFirstNul, "first-nul"},
 };
 
 bool parseNumber(const std::string& text, long min, long max, long* value) {
@@ -73,13 +75,15 @@ const char* usageText() {
          "  --chunk-bytes N           piece size for the slow fault (default 3)\n"
          "  --chunk-delay-ms N        pause between pieces for the slow fault (default 50)\n"
          "  --idle-timeout SECONDS    close a connection silent this long (default 120)\n"
+         "  --settle-after MS         drop every final response and record its decision MS\n"
+         "                            milliseconds later; STATUS says not completed until then\n"
          "  --reply-field NAME=VALUE  add this field to every reply (repeatable)\n"
          "  --verbose                 describe every connection and message on stderr\n"
          "  -h, --help                print this text\n"
          "  -V, --version             print the version\n"
          "Values go as --opt VALUE or --opt=VALUE. A bad command line exits with 64.\n"
          "Faults: none, first-error, first-no-reference, close-before-final, final-never,\n"
-         "        slow, garbage, no-tls (not for --status-fault)\n";
+         "        slow, garbage, final-no-result, first-nul, no-tls (not for --status-fault)\n";
 }
 
 namespace {
@@ -105,6 +109,7 @@ enum OptionCode {
   kOptChunkBytes,
   kOptChunkDelayMs,
   kOptIdleTimeout,
+  kOptSettleAfter,
   kOptVerbose,
   kOptHelp = 'h',
   kOptVersion = 'V',
@@ -130,6 +135,7 @@ constexpr option kLongOptions[] = {
     {"chunk-bytes", required_argument, nullptr, kOptChunkBytes},
     {"chunk-delay-ms", required_argument, nullptr, kOptChunkDelayMs},
     {"idle-timeout", required_argument, nullptr, kOptIdleTimeout},
+    {"settle-after", required_argument, nullptr, kOptSettleAfter},
     {"verbose", no_argument, nullptr, kOptVerbose},
     {"help", no_argument, nullptr, kOptHelp},
     {"version", no_argument, nullptr, kOptVersion},
@@ -197,6 +203,10 @@ bool parseOptions(int argc, char** argv, SimOptions* options, std::string* error
       case kOptIdleTimeout:
         if (!numberIn(1, 86400)) return false;
         options->idleTimeoutSeconds = static_cast<int>(number);
+        break;
+      case kOptSettleAfter:
+        if (!numberIn(0, 86400000)) return false;
+        options->settleAfterMs = number;
         break;
       case kOptReplyField: {
         size_t equals = value.find('=');

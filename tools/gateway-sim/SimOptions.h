@@ -17,6 +17,8 @@ enum class Fault {
   kSlow,              // every reply is written in small pieces with pauses
   kGarbage,           // the first reply is bytes that are not the protocol
   kNoTls,             // TCP is accepted and closed without a TLS handshake
+  kFinalNoResult,     // the final response has neither RESULT nor ERROR
+  kFirstNul,          // the first reply has a NUL byte before its end marker
 };
 
 // Returns the fault called name ("first-error", ...), or false.
@@ -43,6 +45,11 @@ struct SimOptions {
   int chunkBytes = 3;                // piece size of the slow fault
   int chunkDelayMs = 50;             // pause between pieces of the slow fault
   int idleTimeoutSeconds = 120;      // a connection silent this long is closed
+  // When 0 or more, every final response of a non-STATUS request is
+  // dropped (the connection closed instead) and its decision recorded this
+  // many milliseconds later; STATUS answers "TRANSACTION NOT COMPLETED"
+  // until then. -1: decisions are recorded at once.
+  long settleAfterMs = -1;
   // Fields added to every reply written, as a hostile gateway would add
   // them (name, value).
   std::vector<std::pair<std::string, std::string>> extraReplyFields;

@@ -21,7 +21,7 @@ import (
 	"strings"
 	"time"
 
-	"zelvan"
+	"zelvan.com/go/zelvan"
 )
 
 func main() { os.Exit(run()) }
