@@ -156,7 +156,6 @@ func main() {
 		os.Remove(tokens["%LOGFILE"])
 	}
 	t, _ := zelvan.NewTransaction()
-	defer t.Close()
 	if !fill(t, os.Getenv("ZV_CASE_PORT")) {
 		check(strings.Contains(strings.Join(sections["fields"], "\n")+"\n", "ERROR=INVALID FIELD\n"), "the binding refused a request field")
 	} else {
@@ -165,11 +164,11 @@ func main() {
 		seconds := time.Since(start).Seconds()
 		compare(t, result, seconds)
 	}
+	t.Close()
 	for _, failure := range failures {
 		fmt.Fprintf(os.Stderr, "%s: %s\n", filepath.Base(os.Args[1]), failure)
 	}
 	if len(failures) > 0 {
-		t.Close()
 		os.Exit(1)
 	}
 }
