@@ -58,7 +58,7 @@ tsan: deps
 	@test -f $(TSAN_BUILD)/build.ninja || cmake -S . -B $(TSAN_BUILD) -G Ninja -DZV_TSAN=ON -DCMAKE_BUILD_TYPE=RelWithDebInfo $(CMAKE_ARGS)
 	cmake --build $(TSAN_BUILD) -j $(JOBS)
 	cd $(TSAN_BUILD) && \
-	  TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1" \
+	  TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1 suppressions=$(CURDIR)/tests/tsan.supp" \
 	  ZV_STRESS_PURCHASES=$(TSAN_STRESS_PURCHASES) \
 	  ctest --output-on-failure -j $(JOBS)
 
