@@ -10,6 +10,7 @@
 #include "bundleFields.h"
 #include "bundleKeys.h"
 #include "memTrack.h"
+#include "policy.h"
 #include "requestChecks.h"
 
 namespace {
@@ -88,6 +89,11 @@ TransactionRequest readRequest(const txn* t) {
   r.purchaseOrRefund = sameTextNoCase(type, kPurchaseType) || sameTextNoCase(type, kRefundType);
   r.hasClientType = bundle->contains(kClientTypeKey);
   r.reference = text(kTxnReferenceKey, &r.hasReference);
+  r.statusWindowMs = kStatusWindowMs;
+  const char* window = bundle->get(kStatusWindowKey);
+  if (bundle->contains(kStatusWindowKey) && !parseMilliseconds(window, &r.statusWindowMs)) {
+    r.settingProblem = std::string(kStatusWindowKey) + " must be a whole number of milliseconds.";
+  }
   readFields(bundle, &r);
   return r;
 }

@@ -1,6 +1,7 @@
 #ifndef ZELVAN_TRANSACTIONREQUEST_H_
 #define ZELVAN_TRANSACTIONREQUEST_H_
 
+#include <cstdint>
 #include <map>
 #include <string>
 
@@ -38,6 +39,12 @@ struct TransactionRequest {
   bool statusCheck = false;
   // TRANSACTIONTYPE is "PURCHASE" or "REFUND" (any case).
   bool purchaseOrRefund = false;
+
+  // _STATUSWINDOW in milliseconds, kStatusWindowMs when not given.
+  int64_t statusWindowMs;
+  // Why a local setting (_STATUSWINDOW) cannot be used, naming the
+  // setting (never its value); empty when every one can.
+  std::string settingProblem;
 
   // The application named its own ZELVANCLIENTTYPE.
   bool hasClientType = false;

@@ -1,6 +1,8 @@
 #include "responseReader.h"
 
+#include <cstring>
 #include <ctime>
+#include <string>
 #include <new>
 
 #include "BSSLContext.h"
@@ -21,6 +23,19 @@ void logBreak(txn* log, int elapsed, int timeoutSeconds, int sslError, int ret) 
   // Compatibility: "is is" belongs to the line; log scanners match it.
   logForTransactionPrintf(log, "\t\t\twaittime is is [%d], timeout value is [%d], SSL Error Code is [%d], ret is [%d]",
           elapsed, timeoutSeconds, sslError, ret);
+}
+
+// Whether the piece just read holds a NUL byte that comes before the end
+// marker: the message read so far (which holds none) and the piece up to
+// its first NUL do not yet hold the marker.
+bool nulBeforeEndMarker(BString* soFar, const char* piece, int length) {
+  const void* nul = memchr(piece, '\0', length);
+  if (nul == nullptr) return false;
+  std::string head;
+  int kept = soFar->length() < kEndMarkerLength ? soFar->length() : kEndMarkerLength;
+  if (kept > 0) head.assign(soFar->buffer() + soFar->length() - kept, kept);
+  head.append(piece, static_cast<const char*>(nul) - piece);
+  return head.find(kEndMarker) == std::string::npos;
 }
 
 }  // namespace
@@ -58,6 +73,12 @@ BString* doSSLRead(BSSLContext* ctx, BSocket* socket, int timeoutSeconds, txn* l
     int elapsed = static_cast<int>(time(nullptr) - start);
 
     if (ret > 0) {
+      // No gateway message holds a NUL byte: such a reply is refused at
+      // once, not read on until the time-out (nor cut short at the NUL).
+      if (nulBeforeEndMarker(result, buffer, ret)) {
+        logForTransaction(log, "\t\t\tThe reply holds a NUL byte before its end marker: refused.");
+        break;
+      }
       result->append(buffer, ret);
       // Compatibility: a marker at position 0 does not end the message. A
       // reply of nothing but the marker is read until the time-out and

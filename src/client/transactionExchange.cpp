@@ -249,6 +249,7 @@ EngineStatus runSteps(Run& run) {
   const TransactionRequest& r = run.request;
   EngineStatus status = initialiseClient(r, run.record);
   if (status.ok()) status = checkServerPort(r);
+  if (status.ok()) status = checkLocalSettings(r);
   if (status.ok()) status = checkSendableFields(r);
   if (!status.ok()) return status;
   run.timings.init = run.x.lap();
