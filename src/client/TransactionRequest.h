@@ -5,6 +5,7 @@
 #include <map>
 #include <string>
 
+#include "ProxySetting.h"
 #include "txn.h"
 
 // What one exchange needs of the bundle, read from it once when the
@@ -42,7 +43,13 @@ struct TransactionRequest {
 
   // _STATUSWINDOW in milliseconds, kStatusWindowMs when not given.
   int64_t statusWindowMs;
-  // Why a local setting (_STATUSWINDOW) cannot be used, naming the
+  // _TIMEOUT in milliseconds, when given.
+  bool hasTimeout = false;
+  int64_t timeoutMs = 0;
+  // _PROXY, when given and usable.
+  bool hasProxy = false;
+  ProxySetting proxy;
+  // Why a local setting (_STATUSWINDOW, _TIMEOUT, _PROXY) cannot be used, naming the
   // setting (never its value); empty when every one can.
   std::string settingProblem;
 

@@ -15,6 +15,11 @@ constexpr char kCaFileKey[] = "_CAFILE";
 constexpr char kVerifyHostKey[] = "_VERIFYHOST";
 // Milliseconds over which status checks go on (see policy.h).
 constexpr char kStatusWindowKey[] = "_STATUSWINDOW";
+// Milliseconds the whole execute() may take, status checks included.
+constexpr char kTimeoutKey[] = "_TIMEOUT";
+// http://[user:password@]host:port: every connection goes through this
+// HTTP proxy.
+constexpr char kProxyKey[] = "_PROXY";
 constexpr char kServerPortKey[] = "SERVERPORT";
 constexpr char kServerCountKey[] = "SERVERCOUNT";
 // The numbered servers of the list: "SERVER0", "SERVER1", ... made with

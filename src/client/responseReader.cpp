@@ -1,5 +1,7 @@
 #include "responseReader.h"
 
+#include <poll.h>
+
 #include <cstring>
 #include <ctime>
 #include <string>
@@ -40,7 +42,7 @@ bool nulBeforeEndMarker(BString* soFar, const char* piece, int length) {
 
 }  // namespace
 
-BString* doSSLRead(BSSLContext* ctx, BSocket* socket, int timeoutSeconds, txn* log) {
+BString* doSSLRead(BSSLContext* ctx, BSocket* socket, int timeoutSeconds, txn* log, const Deadline& deadline) {
   logForTransaction(log, "\t\tdoing SSL Read");
   logForTransactionPrintf(log, "\t\tSSLRead timeout set to [%d] seconds", timeoutSeconds);
 
@@ -94,12 +96,21 @@ BString* doSSLRead(BSSLContext* ctx, BSocket* socket, int timeoutSeconds, txn* l
       continue;
     }
 
-    if (!sslWaitingForData(sslError) || elapsed >= timeoutSeconds) {
+    if (!sslWaitingForData(sslError) || elapsed >= timeoutSeconds || deadline.expired()) {
+      if (deadline.expired()) logForTransaction(log, "\t\tThe payment's time bound ran out.");
       logBreak(log, elapsed, timeoutSeconds, sslError, ret);
       break;
     }
 
-    if (!socket->waitforData(kReadWaitMs)) {
+    int waitMs = deadline.clamp(kReadWaitMs);
+    if (waitMs < kShortestSocketWaitMs) {
+      // The socket refuses so short a wait: the last moments before the
+      // payment's bound are waited for here.
+      pollfd entry{socket->getSocket(), POLLIN, 0};
+      poll(&entry, 1, waitMs);
+      continue;
+    }
+    if (!socket->waitforData(waitMs)) {
       logForTransactionPrintf(log, "\t\t\tProblem encountered waiting for data: Error Message = [%s]",
               socket->getError());
     } else {

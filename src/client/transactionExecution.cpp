@@ -57,29 +57,36 @@ bool checkAgain(int done, const TransactionRequest& request, const Deadline& win
 // Asks the gateway for the status of a payment that may have gone through
 // until a check brings a final decision: the first check at once, each
 // further one after a pause that grows (none with a window of 0). Returns
-// the last check's status; *checks counts them.
-EngineStatus checkStatus(txn* t, TransactionRecord& record, const TransactionRequest& request, bool opened,
-                         int* checks) {
-  EngineStatus status;
+// the last check's status (status, the exchange's, when none ran); *checks
+// counts them. None starts once the payment's time bound has run out.
+EngineStatus checkStatus(txn* t, TransactionRecord& record, const TransactionRequest& request,
+                         const Deadline& deadline, bool opened, EngineStatus status, int* checks) {
   Deadline window;
   int pauseMs = kStatusFirstPauseMs;
   for (*checks = 0; *checks == 0 || checkAgain(*checks, request, window, pauseMs); ++*checks) {
     if (*checks > 0) {
-      if (finalDecision(status, opened)) break;
+      if (finalDecision(status, opened) || deadline.expired()) break;
       if (request.statusWindowMs > 0) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(pauseMs));
+        std::this_thread::sleep_for(std::chrono::milliseconds(deadline.clamp(pauseMs)));
         pauseMs *= kStatusPauseGrowth;
+      }
+      if (deadline.expired()) {
+        EngineStatus timedOut = EngineStatus::TimedOut(request.timeoutMs, "the wait to check the status again");
+        timedOut.setAnswer(status.answer());
+        record.record(timedOut);
+        return timedOut;
       }
     } else {
       window = Deadline::after(request.statusWindowMs);
     }
+    if (deadline.expired()) break;  // the exchange used up the bound
     // Compatibility: TRANSACTIONTYPE stays "STATUS" afterwards; the
     // application sees from it that the answer came from a status check,
     // and sets the type again before reusing the handle.
     record.markStatusCheck();
     logDebugMessage(t, "\tChecking Transaction Status...");
     emitStatusCheck(t, *checks + 1);
-    status = DoTransaction(t);
+    status = DoTransaction(t, deadline);
   }
   return status;
 }
@@ -93,7 +100,10 @@ bool run(txn* t, TransactionRecord& record) {
   t->outcome = ZELVAN_OUTCOME_NO_DECISION;
   logDebugMessage(t, "Executing Transaction");
   logDebugMessage(t, "\t1st Attempt...");
-  EngineStatus status = DoTransaction(t);
+  // The bound of the whole execute(), status checks included.
+  Deadline deadline = request.hasTimeout && request.settingProblem.empty() ? Deadline::after(request.timeoutMs)
+                                                                           : Deadline();
+  EngineStatus status = DoTransaction(t, deadline);
   // The gateway holds the transaction once it gave a reference in this
   // execute() (one left from an earlier transaction on the same handle
   // does not count), or when asked about one.
@@ -106,7 +116,7 @@ bool run(txn* t, TransactionRecord& record) {
   // Without a reference there is nothing to ask about.
   int checks = 0;
   if (!status.completed() && request.purchaseOrRefund && hasReference) {
-    status = checkStatus(t, record, request, opened, &checks);
+    status = checkStatus(t, record, request, deadline, opened, status, &checks);
   }
   t->outcome = decideOutcome(factsOf(status, opened));
   logDebugMessage(t, "Transaction Execution Finished...");
