@@ -204,8 +204,8 @@ void setServers(txn *t, const char *list);
 ** sends the bundle, and merges the gateway's reply into it. When the
 ** gateway opens a transaction reference (TXNREFERENCE) the bundle is sent
 ** again and the final response merged. If a PURCHASE or REFUND fails after
-** the gateway gave a reference, the transaction's status is asked for up
-** to three times, and TRANSACTIONTYPE is then left as "STATUS": set it
+** the gateway gave a reference, the transaction's status is asked for (at
+** least three times, see _STATUSWINDOW), and TRANSACTIONTYPE is then left as "STATUS": set it
 ** again or call flushBundle() before reusing the handle.
 **
 ** Returns 1 when the last exchange ran to its end (which includes a reply
@@ -214,7 +214,15 @@ void setServers(txn *t, const char *list);
 ** ERROR and ERROR_DETAIL, and the timings TIMINGS and TOTAL_TIME (in
 ** milliseconds). Card data in the bundle are masked or overwritten
 ** afterwards. Blocks the calling thread: up to 5 seconds for each server
-** that does not answer and about 30 seconds for each reply awaited.
+** that does not answer and about 30 seconds for each reply awaited, unless
+** the local field _TIMEOUT (milliseconds) bounds the whole call, status
+** checks included: then it ends with ERROR "TRANSACTION TIMED OUT" when
+** the time is up. _PROXY ("http://[user:password@]host:port") sends every
+** connection through that HTTP proxy, TLS staying end to end with the
+** gateway. _STATUSWINDOW (milliseconds, default 8000) is how long status
+** checks go on, pausing between them, until one brings a decision; 0 runs
+** three back to back. A setting that cannot be used fails before
+** connecting with ERROR "INVALID SETTING".
 **
 ** Nothing is sent, and ERROR is "INVALID FIELD" with an ERROR_DETAIL
 ** naming the field (never its value), when a field that would be sent has

@@ -23,6 +23,12 @@ EngineStatus EngineStatus::FailureWithDetail(const char* error, const std::strin
   return status;
 }
 
+EngineStatus EngineStatus::TimedOut(int64_t boundMs, const char* step) {
+  std::string detail = "The payment's time bound of " + std::to_string(boundMs) + " ms ran out during " + step + ".";
+  std::string line = "\t\t" + detail;
+  return FailureWithDetail("TRANSACTION TIMED OUT", detail, line.c_str());
+}
+
 EngineStatus EngineStatus::loggedAs(const char* line) const {
   EngineStatus status = *this;
   status.logLines_.clear();

@@ -1,6 +1,7 @@
 #ifndef ZELVAN_ENGINESTATUS_H_
 #define ZELVAN_ENGINESTATUS_H_
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -63,6 +64,11 @@ class EngineStatus {
   static EngineStatus FailureWithDetail(const char* error, const std::string& detail,
                                         const char* logLine = nullptr,
                                         CardData cardData = kMaskCardData);
+
+  // The payment's time bound (_TIMEOUT) of boundMs ran out during step
+  // ("the SSL handshake"): ERROR "TRANSACTION TIMED OUT", with a detail
+  // that says so.
+  static EngineStatus TimedOut(int64_t boundMs, const char* step);
 
   bool ok() const { return code_ == kOk; }
   bool failed() const { return code_ == kFailed || code_ == kException; }

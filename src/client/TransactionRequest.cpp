@@ -10,6 +10,7 @@
 #include "bundleFields.h"
 #include "bundleKeys.h"
 #include "memTrack.h"
+#include "policy.h"
 #include "requestChecks.h"
 
 namespace {
@@ -88,6 +89,21 @@ TransactionRequest readRequest(const txn* t) {
   r.purchaseOrRefund = sameTextNoCase(type, kPurchaseType) || sameTextNoCase(type, kRefundType);
   r.hasClientType = bundle->contains(kClientTypeKey);
   r.reference = text(kTxnReferenceKey, &r.hasReference);
+  r.statusWindowMs = kStatusWindowMs;
+  const char* window = bundle->get(kStatusWindowKey);
+  if (bundle->contains(kStatusWindowKey) && !parseMilliseconds(window, &r.statusWindowMs)) {
+    r.settingProblem = std::string(kStatusWindowKey) + " must be a whole number of milliseconds.";
+  }
+  const char* timeout = bundle->get(kTimeoutKey);
+  r.hasTimeout = bundle->contains(kTimeoutKey);
+  if (r.hasTimeout && (!parseMilliseconds(timeout, &r.timeoutMs) || r.timeoutMs == 0)) {
+    r.settingProblem = std::string(kTimeoutKey) + " must be a whole number of milliseconds, at least 1.";
+  }
+  r.hasProxy = bundle->contains(kProxyKey);
+  std::string proxyProblem;
+  if (r.hasProxy && !ProxySetting::parse(text(kProxyKey, nullptr), &r.proxy, &proxyProblem)) {
+    r.settingProblem = std::string(kProxyKey) + " cannot be used: " + proxyProblem;
+  }
   readFields(bundle, &r);
   return r;
 }

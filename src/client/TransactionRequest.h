@@ -1,9 +1,11 @@
 #ifndef ZELVAN_TRANSACTIONREQUEST_H_
 #define ZELVAN_TRANSACTIONREQUEST_H_
 
+#include <cstdint>
 #include <map>
 #include <string>
 
+#include "ProxySetting.h"
 #include "txn.h"
 
 // What one exchange needs of the bundle, read from it once when the
@@ -38,6 +40,18 @@ struct TransactionRequest {
   bool statusCheck = false;
   // TRANSACTIONTYPE is "PURCHASE" or "REFUND" (any case).
   bool purchaseOrRefund = false;
+
+  // _STATUSWINDOW in milliseconds, kStatusWindowMs when not given.
+  int64_t statusWindowMs;
+  // _TIMEOUT in milliseconds, when given.
+  bool hasTimeout = false;
+  int64_t timeoutMs = 0;
+  // _PROXY, when given and usable.
+  bool hasProxy = false;
+  ProxySetting proxy;
+  // Why a local setting (_STATUSWINDOW, _TIMEOUT, _PROXY) cannot be used, naming the
+  // setting (never its value); empty when every one can.
+  std::string settingProblem;
 
   // The application named its own ZELVANCLIENTTYPE.
   bool hasClientType = false;

@@ -13,6 +13,13 @@ constexpr char kCaFileKey[] = "_CAFILE";
 // "OFF" lets a gateway whose certificate does not name the address it was
 // reached by pass on its chain alone.
 constexpr char kVerifyHostKey[] = "_VERIFYHOST";
+// Milliseconds over which status checks go on (see policy.h).
+constexpr char kStatusWindowKey[] = "_STATUSWINDOW";
+// Milliseconds the whole execute() may take, status checks included.
+constexpr char kTimeoutKey[] = "_TIMEOUT";
+// http://[user:password@]host:port: every connection goes through this
+// HTTP proxy.
+constexpr char kProxyKey[] = "_PROXY";
 constexpr char kServerPortKey[] = "SERVERPORT";
 constexpr char kServerCountKey[] = "SERVERCOUNT";
 // The numbered servers of the list: "SERVER0", "SERVER1", ... made with

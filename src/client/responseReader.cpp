@@ -1,6 +1,10 @@
 #include "responseReader.h"
 
+#include <poll.h>
+
+#include <cstring>
 #include <ctime>
+#include <string>
 #include <new>
 
 #include "BSSLContext.h"
@@ -23,9 +27,22 @@ void logBreak(txn* log, int elapsed, int timeoutSeconds, int sslError, int ret) 
           elapsed, timeoutSeconds, sslError, ret);
 }
 
+// Whether the piece just read holds a NUL byte that comes before the end
+// marker: the message read so far (which holds none) and the piece up to
+// its first NUL do not yet hold the marker.
+bool nulBeforeEndMarker(BString* soFar, const char* piece, int length) {
+  const void* nul = memchr(piece, '\0', length);
+  if (nul == nullptr) return false;
+  std::string head;
+  int kept = soFar->length() < kEndMarkerLength ? soFar->length() : kEndMarkerLength;
+  if (kept > 0) head.assign(soFar->buffer() + soFar->length() - kept, kept);
+  head.append(piece, static_cast<const char*>(nul) - piece);
+  return head.find(kEndMarker) == std::string::npos;
+}
+
 }  // namespace
 
-BString* doSSLRead(BSSLContext* ctx, BSocket* socket, int timeoutSeconds, txn* log) {
+BString* doSSLRead(BSSLContext* ctx, BSocket* socket, int timeoutSeconds, txn* log, const Deadline& deadline) {
   logForTransaction(log, "\t\tdoing SSL Read");
   logForTransactionPrintf(log, "\t\tSSLRead timeout set to [%d] seconds", timeoutSeconds);
 
@@ -58,6 +75,12 @@ BString* doSSLRead(BSSLContext* ctx, BSocket* socket, int timeoutSeconds, txn* l
     int elapsed = static_cast<int>(time(nullptr) - start);
 
     if (ret > 0) {
+      // No gateway message holds a NUL byte: such a reply is refused at
+      // once, not read on until the time-out (nor cut short at the NUL).
+      if (nulBeforeEndMarker(result, buffer, ret)) {
+        logForTransaction(log, "\t\t\tThe reply holds a NUL byte before its end marker: refused.");
+        break;
+      }
       result->append(buffer, ret);
       // Compatibility: a marker at position 0 does not end the message. A
       // reply of nothing but the marker is read until the time-out and
@@ -73,12 +96,21 @@ BString* doSSLRead(BSSLContext* ctx, BSocket* socket, int timeoutSeconds, txn* l
       continue;
     }
 
-    if (!sslWaitingForData(sslError) || elapsed >= timeoutSeconds) {
+    if (!sslWaitingForData(sslError) || elapsed >= timeoutSeconds || deadline.expired()) {
+      if (deadline.expired()) logForTransaction(log, "\t\tThe payment's time bound ran out.");
       logBreak(log, elapsed, timeoutSeconds, sslError, ret);
       break;
     }
 
-    if (!socket->waitforData(kReadWaitMs)) {
+    int waitMs = deadline.clamp(kReadWaitMs);
+    if (waitMs < kShortestSocketWaitMs) {
+      // The socket refuses so short a wait: the last moments before the
+      // payment's bound are waited for here.
+      pollfd entry{socket->getSocket(), POLLIN, 0};
+      poll(&entry, 1, waitMs);
+      continue;
+    }
+    if (!socket->waitforData(waitMs)) {
       logForTransactionPrintf(log, "\t\t\tProblem encountered waiting for data: Error Message = [%s]",
               socket->getError());
     } else {

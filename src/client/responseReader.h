@@ -1,6 +1,8 @@
 #ifndef ZELVAN_RESPONSEREADER_H_
 #define ZELVAN_RESPONSEREADER_H_
 
+#include "Deadline.h"
+
 class BSSLContext;
 class BSocket;
 class BString;
@@ -19,6 +21,11 @@ struct txn;
 // the transaction being read for, when it has one open, otherwise (and
 // for a null log) to the transaction-less log. Returns a new string on
 // success; the caller deletes it.
-BString* doSSLRead(BSSLContext* ctx, BSocket* socket, int timeoutSeconds, txn* log = nullptr);
+//
+// deadline, the payment's time bound, ends the read too when it runs out:
+// each wait is cut to the time left, so the read ends within a few
+// milliseconds of it.
+BString* doSSLRead(BSSLContext* ctx, BSocket* socket, int timeoutSeconds, txn* log = nullptr,
+                   const Deadline& deadline = Deadline());
 
 #endif  // ZELVAN_RESPONSEREADER_H_

@@ -20,6 +20,7 @@
 #include "TransactionRecord.h"
 #include "TransactionRequest.h"
 #include "addressConnect.h"
+#include "proxyTunnel.h"
 #include "clientPreparation.h"
 #include "debugLog.h"
 #include "faultHook.h"
@@ -46,6 +47,10 @@ struct Run {
   const TransactionRequest& request;
   GatewayAnswer answer;
   Timings timings;
+  // The payment's time bound (_TIMEOUT), and the step that waits now, for
+  // the failure when the bound runs out.
+  Deadline deadline;
+  const char* step = "";
 
   txn* log() const { return record.log(); }
 };
@@ -56,6 +61,11 @@ EngineStatus failure(const char* error, const char* detail,
                      EngineStatus::CardData cardData = EngineStatus::kMaskCardData) {
   if (detail == nullptr) return EngineStatus::Failure(error, nullptr, cardData);
   return EngineStatus::FailureWithDetail(error, detail, nullptr, cardData);
+}
+
+// The payment's time bound ran out during run's current step.
+EngineStatus timedOut(const Run& run) {
+  return EngineStatus::TimedOut(run.request.timeoutMs, run.step);
 }
 
 // Sends every write at once. After a resumed handshake the client speaks
@@ -87,6 +97,32 @@ BSocket* socketFor(OwnedDescriptor fd, const ServerAddress& address) {
   return new BSocket(fd.release(), nullptr, nullptr);
 }
 
+// Opens a tunnel to server through the request's HTTP proxy; as
+// connectTcp. A proxy that fails counts as a failed server, with the
+// tunnel's reason as ERROR_DETAIL (never the proxy's credentials).
+bool connectThroughProxy(Run& run, const std::string& server, std::string* peer, EngineStatus* why) {
+  const ProxySetting& proxy = run.request.proxy;
+  std::string proxyAddress = hostForAuthority(proxy.host());
+  emitServerTried(run.log(), server, proxyAddress, proxy.port());
+  OwnedDescriptor fd;
+  std::string detail;
+  TunnelFailure failed = openTunnel(proxy, server, run.request.port, run.deadline, &fd, &detail);
+  if (failed != TunnelFailure::kNone) {
+    logDebugPrintf(run.log(), "\t\t\tUnable to connect to server: [%s]:[%d] through the proxy; Error Message = [%s]",
+                   server.c_str(), run.request.port, detail.c_str());
+    *why = failure("UNABLE TO CONNECT - COULD NOT OPEN SOCKET", detail.c_str());
+    return false;
+  }
+  BSocketLibrary::initSocketLibrary();
+  BSocket* socket = run.x.adoptSocket(new BSocket(fd.release(), nullptr, nullptr));
+  socket->setSoTimeOut(kSocketTimeoutMs, 1);
+  socket->setSoTimeOut(kSocketTimeoutMs, 1);
+  *peer = proxyAddress;
+  logDebugPrintf(run.log(), "\t\t\tTunnel open through the proxy [%s]", proxy.displayName().c_str());
+  emitConnected(run.log(), server, proxyAddress, proxy.port());
+  return true;
+}
+
 // Opens a TCP connection to server: resolves it to all its addresses and
 // tries them in turn, all within kConnectTimeoutMs for the server, until
 // one accepts. True with the socket held by the exchange and *peer the
@@ -95,8 +131,10 @@ bool connectTcp(Run& run, const std::string& server, std::string* peer, EngineSt
   const TransactionRequest& r = run.request;
   std::vector<ServerAddress> addresses;
   std::string detail;
+  run.step = "connecting to the gateway";
+  if (r.hasProxy) return connectThroughProxy(run, server, peer, why);
   if (resolveServerAddresses(server, r.port, &addresses, &detail)) {
-    Deadline serverBound = Deadline::after(kConnectTimeoutMs);
+    Deadline serverBound = Deadline::earlier(Deadline::after(kConnectTimeoutMs), run.deadline);
     for (const ServerAddress& address : addresses) {
       emitServerTried(run.log(), server, address.text, r.port);
       OwnedDescriptor fd;
@@ -169,7 +207,8 @@ ServerOutcome tryServer(Run& run, int index, EngineStatus* why) {
     sslSetPeer(run.x.context(), server.c_str(), run.request.checkHostName);
     bool offered = sslAttach(run.x.context(), fd, offerSession);
     std::string detail;
-    SslHandshakeOutcome outcome = sslHandshake(run.x.context(), fd, kHandshakeTimeoutMs, &detail);
+    run.step = "the SSL handshake";
+    SslHandshakeOutcome outcome = sslHandshake(run.x.context(), fd, run.deadline.clamp(kHandshakeTimeoutMs), &detail);
     run.x.socket()->setNonBlocking();
     if (outcome == kSslHandshakeCompleted) {
       SslHandshakeSummary agreed = sslHandshakeSummary(run.x.context());
@@ -196,6 +235,7 @@ ServerOutcome tryServer(Run& run, int index, EngineStatus* why) {
 EngineStatus connectToFirstServer(Run& run) {
   EngineStatus why;
   for (int i = 0; i < run.request.serverCount; i++) {
+    if (run.deadline.expired()) return timedOut(run);
     switch (tryServer(run, i, &why)) {
       case ServerOutcome::kConnected:
         return EngineStatus::Ok();
@@ -205,6 +245,7 @@ EngineStatus connectToFirstServer(Run& run) {
         break;
     }
   }
+  if (run.deadline.expired()) return timedOut(run);
   return why.loggedAs("\t\tUnable to connect after trying all servers.");
 }
 
@@ -222,7 +263,7 @@ bool send(Run& run) {
 // Reads one gateway message and merges what the gateway may set of it
 // into the bundle.
 bool receive(Run& run) {
-  BString* reply = doSSLRead(run.x.context(), run.x.socket(), kReadTimeoutSeconds, run.log());
+  BString* reply = doSSLRead(run.x.context(), run.x.socket(), kReadTimeoutSeconds, run.log(), run.deadline);
   if (reply == nullptr) return false;
   emitEvent(run.log(), ZELVAN_EVENT_REPLY_READ);
   run.record.mergeReply(reply->buffer(), &run.answer);
@@ -235,6 +276,7 @@ bool receive(Run& run) {
 // may reach either: it is then reported as the failed handshake it is,
 // with its reason, instead of as error.
 EngineStatus firstExchangeFailure(Run& run, const char* logLine, const char* error) {
+  if (run.deadline.expired()) return timedOut(run);
   std::string why;
   if (sslRefusedAfterHandshake(run.x.context(), &why)) {
     return EngineStatus::FailureWithDetail("UNABLE TO CONNECT - COULD NOT NEGOTIATE SSL", why,
@@ -249,6 +291,7 @@ EngineStatus runSteps(Run& run) {
   const TransactionRequest& r = run.request;
   EngineStatus status = initialiseClient(r, run.record);
   if (status.ok()) status = checkServerPort(r);
+  if (status.ok()) status = checkLocalSettings(r);
   if (status.ok()) status = checkSendableFields(r);
   if (!status.ok()) return status;
   run.timings.init = run.x.lap();
@@ -270,6 +313,7 @@ EngineStatus runSteps(Run& run) {
 
   logDebugMessage(log, "\t\tMessage Sent...");
   logDebugMessage(log, "\t\tReading Response...");
+  run.step = "reading the gateway's reply";
   if (!receive(run)) {
     return firstExchangeFailure(run, "\t\tUNABLE TO READ SERVER RESPONSE", "UNABLE TO READ SERVER RESPONSE");
   }
@@ -294,7 +338,9 @@ EngineStatus runSteps(Run& run) {
     logDebugMessage(log, "\t\tReplying to Server Response...");
     if (!send(run)) return EngineStatus::Failure("UNABLE TO REPLY TO SERVER");
     logDebugMessage(log, "\t\tReading Final Response...");
+    run.step = "reading the final response";
     if (!receive(run)) {
+      if (run.deadline.expired()) return timedOut(run);
       return EngineStatus::Failure("COULD NOT READ CONFIRMATION FROM SERVER", "\t\tUnable To Read Final Response");
     }
     logDebugMessage(log, "\t\tResult successfully read.");
@@ -322,13 +368,13 @@ void recordStatistics(TransactionRecord& record, const Timings& t) {
 
 }  // namespace
 
-EngineStatus DoTransaction(txn* t) {
+EngineStatus DoTransaction(txn* t, const Deadline& deadline) {
   TransactionRecord record(t);
   Exchange x(t);
   logDebugMessage(t, "\t\tEntering doTransaction...");
   logDebugMessage(t, "\t\tAdditional Logging enabled.");
   TransactionRequest request = readRequest(t);
-  Run run{x, record, request, GatewayAnswer(), Timings()};
+  Run run{x, record, request, GatewayAnswer(), Timings(), deadline};
 
   EngineStatus status = runSteps(run);
   status.setAnswer(run.answer);

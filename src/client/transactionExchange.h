@@ -1,6 +1,7 @@
 #ifndef ZELVAN_TRANSACTIONEXCHANGE_H_
 #define ZELVAN_TRANSACTIONEXCHANGE_H_
 
+#include "Deadline.h"
 #include "EngineStatus.h"
 #include "txn.h"
 
@@ -17,6 +18,6 @@
 // the exchange's status with what the gateway answered; completed() when
 // the exchange ran to its end (a first reply carrying the gateway's ERROR
 // included).
-EngineStatus DoTransaction(txn* t);
+EngineStatus DoTransaction(txn* t, const Deadline& deadline = Deadline());
 
 #endif  // ZELVAN_TRANSACTIONEXCHANGE_H_

@@ -1,4 +1,8 @@
+#include <chrono>
+#include <thread>
+
 #include "BPlatform.h"
+#include "Deadline.h"
 #include "EngineStatus.h"
 #include "TransactionRecord.h"
 #include "TransactionRequest.h"
@@ -13,7 +17,16 @@
 
 namespace {
 
-void logSummary(TransactionRecord& record, bool succeeded) {
+const char* outcomeName(int outcome) {
+  switch (outcome) {
+    case ZELVAN_OUTCOME_APPROVED: return "approved";
+    case ZELVAN_OUTCOME_DECLINED: return "declined";
+    case ZELVAN_OUTCOME_NO_DECISION: return "no decision";
+    default: return "unknown";
+  }
+}
+
+void logSummary(TransactionRecord& record, bool succeeded, int statusChecks, int outcome) {
   // Compatibility: the failure text carries its own line end, so that line
   // ends twice; log scanners match both texts as they stand.
   logDebugMessage(record.log(), succeeded ? "Transaction Succeeded" : "Transaction Failed\r\n");
@@ -23,6 +36,59 @@ void logSummary(TransactionRecord& record, bool succeeded) {
   record.logField("\tResponse Text\t\t\t : [%s]", kResponseTextKey);
   record.logField("\tResponse Code\t\t\t : [%s]", kResponseCodeKey);
   record.logField("\tError Message\t\t\t : [%s]", kErrorKey);
+  logDebugPrintf(record.log(), "\tStatus Checks\t\t\t : [%d]", statusChecks);
+  logDebugPrintf(record.log(), "\tOutcome\t\t\t\t\t : [%s]", outcomeName(outcome));
+}
+
+bool finalDecision(const EngineStatus& status, bool opened) {
+  int outcome = decideOutcome(factsOf(status, opened));
+  return outcome == ZELVAN_OUTCOME_APPROVED || outcome == ZELVAN_OUTCOME_DECLINED;
+}
+
+// Whether another status check is to run after `done` checks that brought
+// no decision, the next one after a pause of pauseMs: the first
+// kStatusChecks always run; later ones only while the pause ends within
+// the status window (which a window of 0 never does).
+bool checkAgain(int done, const TransactionRequest& request, const Deadline& window, int pauseMs) {
+  if (done < kStatusChecks) return true;
+  return request.statusWindowMs > 0 && window.remainingMs() > pauseMs;
+}
+
+// Asks the gateway for the status of a payment that may have gone through
+// until a check brings a final decision: the first check at once, each
+// further one after a pause that grows (none with a window of 0). Returns
+// the last check's status (status, the exchange's, when none ran); *checks
+// counts them. None starts once the payment's time bound has run out.
+EngineStatus checkStatus(txn* t, TransactionRecord& record, const TransactionRequest& request,
+                         const Deadline& deadline, bool opened, EngineStatus status, int* checks) {
+  Deadline window;
+  int pauseMs = kStatusFirstPauseMs;
+  for (*checks = 0; *checks == 0 || checkAgain(*checks, request, window, pauseMs); ++*checks) {
+    if (*checks > 0) {
+      if (finalDecision(status, opened) || deadline.expired()) break;
+      if (request.statusWindowMs > 0) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(deadline.clamp(pauseMs)));
+        pauseMs *= kStatusPauseGrowth;
+      }
+      if (deadline.expired()) {
+        EngineStatus timedOut = EngineStatus::TimedOut(request.timeoutMs, "the wait to check the status again");
+        timedOut.setAnswer(status.answer());
+        record.record(timedOut);
+        return timedOut;
+      }
+    } else {
+      window = Deadline::after(request.statusWindowMs);
+    }
+    if (deadline.expired()) break;  // the exchange used up the bound
+    // Compatibility: TRANSACTIONTYPE stays "STATUS" afterwards; the
+    // application sees from it that the answer came from a status check,
+    // and sets the type again before reusing the handle.
+    record.markStatusCheck();
+    logDebugMessage(t, "\tChecking Transaction Status...");
+    emitStatusCheck(t, *checks + 1);
+    status = DoTransaction(t, deadline);
+  }
+  return status;
 }
 
 bool run(txn* t, TransactionRecord& record) {
@@ -34,7 +100,10 @@ bool run(txn* t, TransactionRecord& record) {
   t->outcome = ZELVAN_OUTCOME_NO_DECISION;
   logDebugMessage(t, "Executing Transaction");
   logDebugMessage(t, "\t1st Attempt...");
-  EngineStatus status = DoTransaction(t);
+  // The bound of the whole execute(), status checks included.
+  Deadline deadline = request.hasTimeout && request.settingProblem.empty() ? Deadline::after(request.timeoutMs)
+                                                                           : Deadline();
+  EngineStatus status = DoTransaction(t, deadline);
   // The gateway holds the transaction once it gave a reference in this
   // execute() (one left from an earlier transaction on the same handle
   // does not count), or when asked about one.
@@ -44,21 +113,14 @@ bool run(txn* t, TransactionRecord& record) {
 
   // A payment that failed after the gateway opened a reference may still
   // have gone through: ask for its status rather than report a failure.
-  if (!status.completed() && request.purchaseOrRefund) {
-    for (int pass = 0; pass < kStatusChecks && !status.completed(); pass++) {
-      if (!hasReference) continue;
-      emitStatusCheck(t, pass + 1);
-      // Compatibility: TRANSACTIONTYPE stays "STATUS" afterwards; the
-      // application sees from it that the answer came from a status check,
-      // and sets the type again before reusing the handle.
-      record.markStatusCheck();
-      logDebugMessage(t, "\tChecking Transaction Status...");
-      status = DoTransaction(t);
-    }
+  // Without a reference there is nothing to ask about.
+  int checks = 0;
+  if (!status.completed() && request.purchaseOrRefund && hasReference) {
+    status = checkStatus(t, record, request, deadline, opened, status, &checks);
   }
   t->outcome = decideOutcome(factsOf(status, opened));
   logDebugMessage(t, "Transaction Execution Finished...");
-  if (t->debugOn) logSummary(record, status.completed());
+  if (t->debugOn) logSummary(record, status.completed(), checks, t->outcome);
 
   int64_t total = GetTickCount() - start;
   record.setTotalTime(static_cast<unsigned long>(total));

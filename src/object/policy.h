@@ -48,7 +48,15 @@ constexpr int kStoredSessionVerdictSeconds = 600;
 // that a gateway that starts resuming is noticed.
 constexpr int kResumptionRefusalsBeforePause = 3;
 constexpr int kResumptionPauseSeconds = 300;
-// Status checks a purchase or refund with an unknown outcome runs.
+// Status checks a purchase or refund with an unknown outcome runs at
+// least. A check that brings no final decision is followed by another
+// after a pause, kStatusFirstPauseMs first, each pause kStatusPauseGrowth
+// times the one before; beyond kStatusChecks, checks go on while the
+// status window lasts (counted from the first check; _STATUSWINDOW sets
+// it, 0 runs the kStatusChecks back to back).
 constexpr int kStatusChecks = 3;
+constexpr int kStatusWindowMs = 8000;
+constexpr int kStatusFirstPauseMs = 500;
+constexpr int kStatusPauseGrowth = 2;
 
 #endif  // ZELVAN_POLICY_H_

@@ -93,19 +93,24 @@ void sslSetPeer(BSSLContext* ctx, const char* server, bool checkName) {
   SSL* ssl = ctx->getSSLObject();
   if (ssl == nullptr) return;
   if (server == nullptr) server = "";
+  // An IPv6 literal may come in brackets ("[::1]"); the address is what
+  // the certificate's IP entries are compared with.
+  std::string name = server;
+  if (name.size() > 2 && name.front() == '[' && name.back() == ']') name = name.substr(1, name.size() - 2);
   in_addr ignored;
-  bool address = inet_pton(AF_INET, server, &ignored) == 1;
+  in6_addr ignored6;
+  bool address = inet_pton(AF_INET, name.c_str(), &ignored) == 1 || inet_pton(AF_INET6, name.c_str(), &ignored6) == 1;
   // Servers are named by host name only; an address or an empty name
   // sends none.
-  SSL_set_tlsext_host_name(ssl, address || *server == '\0' ? nullptr : const_cast<char*>(server));
+  SSL_set_tlsext_host_name(ssl, address || name.empty() ? nullptr : const_cast<char*>(name.c_str()));
   X509_VERIFY_PARAM* param = SSL_get0_param(ssl);
   X509_VERIFY_PARAM_set1_host(param, nullptr, 0);
   X509_VERIFY_PARAM_set1_ip(param, nullptr, 0);
   if (!checkName || (SSL_get_verify_mode(ssl) & SSL_VERIFY_PEER) == 0) return;
   if (address) {
-    X509_VERIFY_PARAM_set1_ip_asc(param, server);
+    X509_VERIFY_PARAM_set1_ip_asc(param, name.c_str());
   } else {
-    X509_VERIFY_PARAM_set1_host(param, server, 0);
+    X509_VERIFY_PARAM_set1_host(param, name.c_str(), 0);
   }
 }
 

@@ -10,8 +10,9 @@ class BSSLContext;
 // thread's OpenSSL error queue first, so that a failure is reported for
 // this call and not for an earlier one.
 
-// Sets up the context's connection for server, a host name or a dotted
-// IPv4 address, before setSocket(): a host name is sent as the server
+// Sets up the context's connection for server, a host name, a dotted IPv4
+// address or an IPv6 literal (with or without brackets), before
+// setSocket(): a host name is sent as the server
 // name (SNI); when the context verifies gateways (a CA file is set) and
 // checkName is true, the gateway's certificate must also name server (DNS
 // names against its subjectAltName DNS entries, or its common name when

@@ -50,6 +50,10 @@ static void usage(FILE *out) {
           "  -a, --ca-file PATH        verify the gateway's certificate against these CAs\n"
           "  -i, --client-id ID        merchant's client identifier (or CLIENTID=ID)\n"
           "  -l, --log PATH            write the debug log to PATH; \"-\" for standard error\n"
+          "      --timeout MS          bound the whole transaction, status checks included, to MS\n"
+          "                            milliseconds (_TIMEOUT)\n"
+          "      --proxy URL           reach the gateway through the HTTP proxy\n"
+          "                            http://[user:password@]host:port (_PROXY)\n"
           "      --json                print the outcome as one JSON object\n"
           "  -h, --help                show this text\n"
           "  -V, --version             show the version of zelvan-txn and of the library\n"
@@ -208,7 +212,7 @@ static void reportFailure(txn *t, int status) {
 }
 
 int main(int argc, char **argv) {
-  enum { OPTION_PASSWORD_FILE = 256, OPTION_JSON };
+  enum { OPTION_PASSWORD_FILE = 256, OPTION_JSON, OPTION_TIMEOUT, OPTION_PROXY };
   static const struct option options[] = {
       {"servers", required_argument, NULL, 's'},
       {"port", required_argument, NULL, 'p'},
@@ -218,11 +222,13 @@ int main(int argc, char **argv) {
       {"client-id", required_argument, NULL, 'i'},
       {"log", required_argument, NULL, 'l'},
       {"json", no_argument, NULL, OPTION_JSON},
+      {"timeout", required_argument, NULL, OPTION_TIMEOUT},
+      {"proxy", required_argument, NULL, OPTION_PROXY},
       {"help", no_argument, NULL, 'h'},
       {"version", no_argument, NULL, 'V'},
       {NULL, 0, NULL, 0}};
   const char *servers = NULL, *port = NULL, *cert = NULL, *caFile = NULL, *clientId = NULL;
-  const char *logPath = NULL, *passwordFile = NULL;
+  const char *logPath = NULL, *passwordFile = NULL, *timeout = NULL, *proxy = NULL;
   const char *password = getenv(PASSWORD_VARIABLE);
   char passwordBuffer[PASSWORD_MAX + 2];
   int json = 0;
@@ -240,6 +246,8 @@ int main(int argc, char **argv) {
       case 'i': clientId = optarg; break;
       case 'l': logPath = optarg; break;
       case OPTION_JSON: json = 1; break;
+      case OPTION_TIMEOUT: timeout = optarg; break;
+      case OPTION_PROXY: proxy = optarg; break;
       case 'h': usage(stdout); return 0;
       case 'V':
         printf("zelvan-txn %s (libzelvanclient %s)\n", ZELVANCLIENT_VERSION, zelvanclient_version());
@@ -276,6 +284,10 @@ int main(int argc, char **argv) {
   put_CertificatePassword(t, password ? password : "");
   if (passwordFile != NULL) memset(passwordBuffer, 0, sizeof passwordBuffer);
   if (caFile != NULL) put(t, "_CAFILE", caFile);
+  /* The library checks both settings and refuses unusable ones with
+  ** INVALID SETTING, naming the setting but never the proxy's password. */
+  if (timeout != NULL) put(t, "_TIMEOUT", timeout);
+  if (proxy != NULL) put(t, "_PROXY", proxy);
   if (clientId != NULL) put_ClientID(t, clientId);
   for (i = optind; i < argc; i++) {
     char *field = argv[i];
