@@ -41,9 +41,14 @@ final class Event
     {
         $size = $event->size;
         $number = static fn (string $field): int => $size >= self::END[$field] ? $event->$field : 0;
+        // FFI hands a "const char *" field over as a PHP string already, or
+        // null for NULL.
         $text = static function (string $field) use ($event, $size): ?string {
-            $pointer = $size >= self::END[$field] ? $event->$field : null;
-            return $pointer === null || \FFI::isNull($pointer) ? null : \FFI::string($pointer);
+            $value = $size >= self::END[$field] ? $event->$field : null;
+            if ($value instanceof \FFI\CData) {
+                return \FFI::isNull($value) ? null : \FFI::string($value);
+            }
+            return $value;
         };
         $type = EventType::tryFrom($number('type'));
         if ($type === null) {
