@@ -5,7 +5,10 @@ from __future__ import annotations
 import ctypes
 import dataclasses
 import enum
-from typing import Callable, Optional
+from typing import TYPE_CHECKING, Callable, Optional
+
+if TYPE_CHECKING:
+    from .transaction import Outcome
 
 
 class EventType(enum.IntEnum):
@@ -44,8 +47,8 @@ class Event:
     tls_version: Optional[str] = None
     cipher: Optional[str] = None
     status_check: int = 0
-    outcome: Optional[int] = None
-    """An Outcome for EventType.OUTCOME, else None."""
+    outcome: Optional[Outcome] = None
+    """The Outcome for EventType.OUTCOME, else None."""
 
 
 class _CEvent(ctypes.Structure):
@@ -82,7 +85,7 @@ def _text(data: Optional[bytes]) -> Optional[str]:
     return None if data is None else data.decode("utf-8", "replace")
 
 
-def read_event(address: int, outcome_of: Callable[[int], object]) -> Optional[Event]:
+def read_event(address: int, outcome_of: Callable[[int], Outcome]) -> Optional[Event]:
     """The Event at address, or None for a type this package does not know
     (a later library's)."""
     c = _copy(address)
@@ -104,7 +107,7 @@ class Hook:
     callable gets no more events until the next execute() (begin()).
     """
 
-    def __init__(self, handler: Callable[[Event], object], outcome_of: Callable[[int], object]) -> None:
+    def __init__(self, handler: Callable[[Event], object], outcome_of: Callable[[int], Outcome]) -> None:
         self.handler = handler
         self.error: Optional[BaseException] = None
         self._outcome_of = outcome_of
