@@ -6,6 +6,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <openssl/pkcs12.h>
+#include <strings.h>
+
 #include "gatewayMessage.h"
 
 namespace {
@@ -32,6 +35,34 @@ std::string withReference(const std::string& request, const std::string& reply) 
   return reply.substr(at, reply.find("\r\n", at) + 2 - at) + request;
 }
 
+bool endsWithP12(const std::string& path) {
+  return path.size() >= 4 && strcasecmp(path.c_str() + path.size() - 4, ".p12") == 0;
+}
+
+// What an application does with OpenSSL alone to use a PKCS#12 file:
+// parse it with the password and hand its certificate, key and chain to
+// the context.
+bool usePkcs12(SSL_CTX* ctx, const GatewayTarget& target) {
+  BIO* file = BIO_new_file(target.certificate.c_str(), "rb");
+  PKCS12* p12 = file ? d2i_PKCS12_bio(file, nullptr) : nullptr;
+  BIO_free(file);
+  X509* cert = nullptr;
+  EVP_PKEY* key = nullptr;
+  STACK_OF(X509)* chain = nullptr;
+  bool ok = p12 != nullptr && PKCS12_parse(p12, target.password.c_str(), &key, &cert, &chain) == 1 &&
+            SSL_CTX_use_cert_and_key(ctx, cert, key, chain, 1) == 1;
+  X509_free(cert);
+  EVP_PKEY_free(key);
+  sk_X509_pop_free(chain, X509_free);
+  PKCS12_free(p12);
+  return ok;
+}
+
+bool usePem(SSL_CTX* ctx, const GatewayTarget& target) {
+  return SSL_CTX_use_certificate_chain_file(ctx, target.certificate.c_str()) == 1 &&
+         SSL_CTX_use_PrivateKey_file(ctx, target.certificate.c_str(), SSL_FILETYPE_PEM) == 1;
+}
+
 }  // namespace
 
 ReferenceClient::ReferenceClient(const GatewayTarget& target, bool resume) : m_target(target), m_resume(resume) {
@@ -44,8 +75,7 @@ ReferenceClient::ReferenceClient(const GatewayTarget& target, bool resume) : m_t
     SSL_CTX_load_verify_locations(m_ctx, target.caFile.c_str(), nullptr);
   }
   SSL_CTX_set_default_passwd_cb_userdata(m_ctx, const_cast<char*>(m_target.password.c_str()));
-  if (SSL_CTX_use_certificate_chain_file(m_ctx, target.certificate.c_str()) != 1 ||
-      SSL_CTX_use_PrivateKey_file(m_ctx, target.certificate.c_str(), SSL_FILETYPE_PEM) != 1) {
+  if (!(endsWithP12(target.certificate) ? usePkcs12(m_ctx, target) : usePem(m_ctx, target))) {
     SSL_CTX_free(m_ctx);
     m_ctx = nullptr;
   }

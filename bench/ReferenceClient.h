@@ -7,8 +7,8 @@
 
 #include "Purchase.h"
 
-// The least a client of the gateway can do with OpenSSL alone: a TLS 1.2
-// connection with the client certificate, a number of requests each with
+// The least a client of the gateway can do with OpenSSL alone: a TLS
+// connection (1.2 or 1.3, as the gateway prefers) with the client certificate, a number of requests each with
 // its reply read up to the end marker, and a close that keeps the session.
 // With no exchange it is what s_time measures; with one, a handshake plus
 // one round trip; with two it
@@ -16,7 +16,8 @@
 // the first reply), the floor that the library's own costs stand on.
 class ReferenceClient {
  public:
-  // Loads target's certificate and key (PEM); with resume set, each
+  // Loads target's certificate and key (PKCS#12 when the name ends in
+  // .p12, PEM otherwise); with resume set, each
   // connection offers the session of the one before. ok() tells whether
   // the load worked.
   ReferenceClient(const GatewayTarget& target, bool resume);

@@ -22,23 +22,44 @@ import sys
 import tempfile
 import time
 
+# openssl s_server plays a TLS 1.2 gateway (the simulator offers 1.2 and
+# 1.3, and the library takes 1.3): the interoperability tests' relay.
+_HERE = os.path.dirname(os.path.abspath(__file__))
+sys.path[:0] = [os.path.join(_HERE, "..", "tests", "interop"), os.path.join(_HERE, "..", "tests", "support")]
+import interop_support  # noqa: E402
+
 CLIENT_PEM = "client-plain.pem"  # certificate and unencrypted key: s_time takes no password
+CLIENT_P12 = "client.p12"  # the same certificate and key, PKCS#12 with PASSWORD
 CA_PEM = "ca.pem"
 PASSWORD = "zelvan-test"
 PURCHASE = ["CLIENTID=10000001", "TRANSACTIONTYPE=PURCHASE", "CARDDATA=4111111111111111",
             "CARDEXPIRYDATE=1230", "CVC2=123", "AMOUNT=12.50", "CURRENCY=EUR"]
 PROFILED_FUNCTION = "zvbenchProfiledPurchase"
+PROFILED_REFERENCE = "zvbenchProfiledReference"
+CERTIFICATE_TYPES = {"PEM": (CLIENT_PEM, ""), "PKCS#12": (CLIENT_P12, PASSWORD)}
 
 # What one run measures. In a full run each program of a serial row gets
 # about a second per round, so that the load of other processes on the
 # machine falls on all of them alike; the smoke settings run everything
 # once, quickly.
 FULL_RUN = dict(rounds=8, repeat=["--seconds", "1"], stime_seconds=1, processes=300, concurrency=4,
-                warmup=2, bundle_min_time="0.5")
+                warmup=2, bundle_min_time="0.5", profiled=5, threads=[1, 2, 4, 16], thread_purchases=400,
+                instruction_cases=[(v, r, t) for v in ("1.3", "1.2") for r in (False, True)
+                                   for t in CERTIFICATE_TYPES],
+                process_types=list(CERTIFICATE_TYPES))
+# The smoke run goes through every kind of instruction count once: both
+# servers, both handshakes, both file types.
 SMOKE_RUN = dict(rounds=1, repeat=["--count", "3"], stime_seconds=1, processes=4, concurrency=2,
-                 warmup=2, bundle_min_time="0.001")
+                 warmup=2, bundle_min_time="0.001", profiled=1, threads=[1, 2], thread_purchases=4,
+                 instruction_cases=[("1.3", False, "PEM"), ("1.2", True, "PKCS#12")], process_types=["PEM"])
 
-TARGETS = {"full": 1.10, "resumed": 1.5, "processes_resumed": 0.99, "library_share": 0.05}
+# Warm-up purchases before the profiled ones: more than the refusals after
+# which the library stops offering sessions to a gateway that never
+# resumes, so that the profiled ones show the steady state.
+PROFILE_WARMUP = 4
+
+TARGETS = {"full": 1.10, "resumed": 1.5, "processes_resumed": 0.99, "library_share": 0.05,
+           "instructions_full": 1.05, "instructions_resumed": 1.15, "process": 1.10, "threads": 1.15}
 
 
 class BenchError(Exception):
@@ -169,8 +190,8 @@ def serial_row(programs, certs, settings, resumed):
     return row
 
 
-def drop_store(programs, certs):
-    subprocess.run([programs.zvbench, "drop-store", "--cert", os.path.join(certs, CLIENT_PEM)], check=False)
+def drop_store(programs, certs, name=CLIENT_PEM):
+    subprocess.run([programs.zvbench, "drop-store", "--cert", os.path.join(certs, name)], check=False)
 
 
 def processes_row(programs, certs, settings):
@@ -246,7 +267,7 @@ def callgrind_row(programs, certs, settings, out_dir):
             ["valgrind", "--tool=callgrind", f"--callgrind-out-file={profile}",
              f"--toggle-collect={PROFILED_FUNCTION}", programs.zvbench, "profile", "--port", str(sim.port),
              "--cert", os.path.join(certs, CLIENT_PEM), "--ca", os.path.join(certs, CA_PEM),
-             "--warmup", str(settings["warmup"])],
+             "--warmup", str(settings["warmup"]), "--count", "1"],
             stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True, timeout=600)
         counters = sim.stop()
     drop_store(programs, certs)
@@ -264,6 +285,134 @@ def callgrind_row(programs, certs, settings, out_dir):
             "objects": {name: {"instructions": n, "share": n / total} for name, n in grouped.most_common()},
             "library_share": grouped["libzelvanclient"] / total if total else 0.0,
             "target_share": TARGETS["library_share"], "profile": profile}
+
+
+def callgrind_total(path):
+    """The instructions a callgrind profile counted in all."""
+    with open(path, errors="replace") as profile:
+        for line in profile:
+            if line.startswith(("summary:", "totals:")):
+                return int(line.split()[1])
+    raise BenchError(f"{path} holds no total")
+
+
+def callgrind_instructions(command, profile, toggle=None):
+    """Runs command under callgrind; the instructions counted, all of the
+    process's or only those inside the function toggle."""
+    options = [f"--toggle-collect={toggle}"] if toggle else []
+    result = subprocess.run(["valgrind", "--tool=callgrind", f"--callgrind-out-file={profile}", *options, *command],
+                            stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True, timeout=600)
+    if result.returncode != 0:
+        raise BenchError(f"{' '.join(command)} failed under callgrind: {result.stderr.strip()[-500:]}")
+    return callgrind_total(profile)
+
+
+class CertificateFiles:
+    """The run's certificate directory as interop_support's servers read it."""
+
+    def __init__(self, certs):
+        self.directory, self.ca = certs, os.path.join(certs, CA_PEM)
+
+    def path(self, name):
+        return os.path.join(self.directory, name)
+
+
+def gateway(programs, certs, version, resumed):
+    """A gateway on 127.0.0.1 that speaks TLS version alone ("1.3": the
+    simulator, which the library and the reference both take to 1.3;
+    "1.2": openssl s_server) and resumes sessions or not. Returns (port,
+    stop)."""
+    if version == "1.3":
+        sim = Simulator(programs, certs, [] if resumed else ["--no-resume"])
+        return sim.port, sim.stop
+    server = interop_support.OpenSslServer(CertificateFiles(certs), version="1.2", cert="server", resume=resumed)
+    return server.port, server.stop
+
+
+def instructions_row(programs, certs, settings, out_dir):
+    """Row 6: instructions per purchase, library against the OpenSSL-only
+    client with the same certificate file, TLS 1.2 and 1.3, full and
+    resumed."""
+    if shutil.which("valgrind") is None:
+        return {"skipped": "valgrind is not installed"}
+    cases = []
+    for version, resumed, file_type in settings["instruction_cases"]:
+        name, password = CERTIFICATE_TYPES[file_type]
+        target = ["--cert", os.path.join(certs, name), "--password", password, "--ca", os.path.join(certs, CA_PEM),
+                  "--warmup", str(PROFILE_WARMUP), "--count", str(settings["profiled"])]
+        profile = os.path.join(out_dir, f"callgrind-{version}-{'resumed' if resumed else 'full'}-"
+                                        f"{file_type.replace('#', '')}")
+        drop_store(programs, certs, name)
+        port, stop = gateway(programs, certs, version, resumed)
+        try:
+            port_option = ["--port", str(port)]
+            library = callgrind_instructions([programs.zvbench, "profile", *port_option, *target],
+                                             profile + "-library.out", PROFILED_FUNCTION)
+            reference = callgrind_instructions(
+                [programs.zvbench, "profile-reference", *port_option, *target, "--exchanges", "2",
+                 *(["--resume"] if resumed else [])], profile + "-reference.out", PROFILED_REFERENCE)
+        finally:
+            stop()
+            drop_store(programs, certs, name)
+        count = settings["profiled"]
+        cases.append({"version": version, "resumed": resumed, "file_type": file_type,
+                      "library": library / count, "reference": reference / count, "ratio": library / reference,
+                      "target": TARGETS["instructions_resumed" if resumed else "instructions_full"],
+                      "profiles": [profile + "-library.out", profile + "-reference.out"]})
+    return {"cases": cases}
+
+
+def process_row(programs, certs, settings, out_dir):
+    """Row 7: a whole process that makes one purchase, under callgrind:
+    the library finding the session another process stored, the
+    OpenSSL-only client (which has no store to find one in) making a full
+    handshake; TLS 1.3, same certificate file for both."""
+    if shutil.which("valgrind") is None:
+        return {"skipped": "valgrind is not installed"}
+    cases = []
+    for file_type in settings["process_types"]:
+        name, password = CERTIFICATE_TYPES[file_type]
+        target = ["--cert", os.path.join(certs, name), "--password", password, "--ca", os.path.join(certs, CA_PEM),
+                  "--warmup", "0", "--count", "1"]
+        drop_store(programs, certs, name)
+        with Simulator(programs, certs) as sim:
+            port_option = ["--port", str(sim.port)]
+            # An earlier process stores the session, as in a merchant's
+            # system that runs one process per payment.
+            run_samples([programs.zvbench, "library", *port_option, *target])
+            profile = os.path.join(out_dir, f"callgrind-process-{file_type.replace('#', '')}")
+            library = callgrind_instructions([programs.zvbench, "library", *port_option, *target],
+                                             profile + "-library.out")
+            reference = callgrind_instructions([programs.zvbench, "reference", *port_option, *target,
+                                                "--exchanges", "2"], profile + "-reference.out")
+            counters = sim.stop()
+        drop_store(programs, certs, name)
+        cases.append({"file_type": file_type, "library": library, "reference": reference,
+                      "ratio": library / reference, "target": TARGETS["process"],
+                      "library_resumed": counters.get("handshakes_resumed", 0) >= 1})
+    return {"cases": cases}
+
+
+def threads_row(programs, certs, settings):
+    """Row 8: threads of one process buying at once, resumed TLS 1.3: CPU
+    per purchase against the OpenSSL-only client with as many threads,
+    and the time the library waited for the session store's lock."""
+    threads_program = os.path.join(os.path.dirname(programs.zvbench), "zvbench-threads")
+    pem = os.path.join(certs, CLIENT_PEM)
+    lines = []
+    drop_store(programs, certs, CLIENT_PEM)
+    with Simulator(programs, certs) as sim:
+        for threads in settings["threads"]:
+            count = max(2, settings["thread_purchases"] // threads)
+            common = ["--port", str(sim.port), "--cert", pem, "--ca", os.path.join(certs, CA_PEM),
+                      "--threads", str(threads), "--count", str(count), "--warmup", str(settings["warmup"])]
+            library = run_samples([threads_program, "library", *common])
+            reference = run_samples([threads_program, "reference", *common, "--resume", "--exchanges", "2"])
+            lines.append({"threads": threads, "library": library, "reference": reference,
+                          "ratio": library["cpu_us_per_purchase"] / reference["cpu_us_per_purchase"],
+                          "waited_ms": library["store_lock_waited_ms"]})
+    drop_store(programs, certs, CLIENT_PEM)
+    return {"lines": lines, "target": TARGETS["threads"]}
 
 
 BUNDLE_PAIRS = [("Fill a 40-field bundle", "BM_FillBundle", "BM_FillStdMap", "std::unordered_map"),
@@ -321,6 +470,44 @@ def serial_lines(number, title, row, reference_name):
     return lines
 
 
+def instruction_lines(per_purchase, process):
+    lines = []
+    if "skipped" in per_purchase:
+        return [cells(6, f"Instructions per purchase: skipped, {per_purchase['skipped']}")]
+    for c in per_purchase["cases"]:
+        handshake = "resumed" if c["resumed"] else "full"
+        lines.append(cells(6, f"Instructions per purchase, TLS {c['version']} {handshake}, {c['file_type']} for both",
+                           f"{c['library']:,.0f}", f"{c['reference']:,.0f}", f"{c['ratio']:.2f}",
+                           f"≤ {c['target']:.2f}: {verdict(c['ratio'] <= c['target'])}"))
+    if "skipped" in process:
+        return lines + [cells(7, f"One-purchase process: skipped, {process['skipped']}")]
+    for c in process["cases"]:
+        note = "" if c["library_resumed"] else " (the library did not resume)"
+        lines.append(cells(7, f"Instructions of a one-purchase process, TLS 1.3, {c['file_type']} for both; "
+                              f"library resumes from the store, reference handshakes in full{note}",
+                           f"{c['library']:,.0f}", f"{c['reference']:,.0f}", f"{c['ratio']:.2f}",
+                           f"≤ {c['target']:.2f}: {verdict(c['ratio'] <= c['target'])}"))
+    return lines
+
+
+def thread_lines(row):
+    lines = []
+    for line in row["lines"]:
+        lib, ref = line["library"], line["reference"]
+        failed = lib["failed"] + ref["failed"]
+        last = line is row["lines"][-1]
+        target = ""
+        if last:
+            met = line["ratio"] <= row["target"] and line["waited_ms"] == 0
+            target = f"≤ {row['target']:.2f} and no wait: {verdict(met)}"
+        lines.append(cells(8, f"{line['threads']} threads at once, resumed TLS 1.3: CPU µs per purchase "
+                              f"({lib['purchases']} purchases{f', {failed} failed' if failed else ''}); "
+                              f"store lock waited {line['waited_ms']} ms",
+                           f"{lib['cpu_us_per_purchase']:.0f}", f"{ref['cpu_us_per_purchase']:.0f}",
+                           f"{line['ratio']:.2f}", target))
+    return lines
+
+
 def table(results):
     rows = results["rows"]
     lines = [cells("Row", "Measurement", "libzelvanclient", "Reference", "Ratio", "Target"), cells(*["---"] * 6)]
@@ -350,6 +537,8 @@ def table(results):
         for pair in b["pairs"]:
             lines.append(cells(5, f"{pair['what']}, ns per operation", f"{pair['bundle_ns']:.0f}",
                                f"{pair['standard']}: {pair['standard_ns']:.0f}", f"{pair['ratio']:.2f}"))
+    lines += instruction_lines(rows["instructions"], rows["process"])
+    lines += thread_lines(rows["threads"])
     return "\n".join(lines)
 
 
@@ -383,14 +572,23 @@ def main():
         print("One resumed purchase under callgrind...", flush=True)
         rows["callgrind"] = ({"skipped": "not run in this build (--no-callgrind)"} if args.no_callgrind
                              else callgrind_row(programs, certs, settings, args.results))
+        print("Instructions per purchase under callgrind...", flush=True)
+        rows["instructions"] = ({"skipped": "not run in this build (--no-callgrind)"} if args.no_callgrind
+                                else instructions_row(programs, certs, settings, args.results))
+        print("One-purchase processes under callgrind...", flush=True)
+        rows["process"] = ({"skipped": "not run in this build (--no-callgrind)"} if args.no_callgrind
+                           else process_row(programs, certs, settings, args.results))
+        print("Threads at once...", flush=True)
+        rows["threads"] = threads_row(programs, certs, settings)
         print("Bundle operations...", flush=True)
         rows["bundle"] = bundle_row(programs, settings)
-    except (BenchError, subprocess.SubprocessError, OSError) as error:
+    except (BenchError, RuntimeError, subprocess.SubprocessError, OSError) as error:
         print(f"run_bench: {error}", file=sys.stderr)
         return 1
     finally:
         if certs:
-            drop_store(programs, certs)
+            for name, _ in CERTIFICATE_TYPES.values():
+                drop_store(programs, certs, name)
         shutil.rmtree(work, ignore_errors=True)
 
     results = {"date": datetime.datetime.now().isoformat(timespec="seconds"), "host": platform.node(),

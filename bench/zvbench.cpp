@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "BenchOptions.h"
 #include "Purchase.h"
 #include "ReferenceClient.h"
 #include "STimeProbe.h"
@@ -21,62 +22,21 @@ namespace {
 
 const char kUsage[] =
     "usage: zvbench library   --port P --cert FILE [--password W] [--ca FILE] [--count N | --seconds S] [--warmup N]\n"
-    "       zvbench reference --port P --cert PEM [--password W] [--ca FILE] [--count N | --seconds S] [--warmup N]\n"
+    "       zvbench reference --port P --cert FILE [--password W] [--ca FILE] [--count N | --seconds S] [--warmup N]\n"
     "                 [--resume] [--exchanges N]\n"
-    "       zvbench profile   --port P --cert FILE [--password W] [--ca FILE] [--warmup N]\n"
+    "       zvbench profile   --port P --cert FILE [--password W] [--ca FILE] [--warmup N] [--count N]\n"
+    "       zvbench profile-reference --port P --cert FILE [--password W] [--ca FILE] [--warmup N] [--count N]\n"
+    "                 [--resume] [--exchanges N]\n"
     "       zvbench stime     -- openssl s_time ARGS...\n"
     "       zvbench drop-store --cert FILE\n";
 
-struct Options {
-  GatewayTarget target;
-  long count = 100;
-  double seconds = 0;  // when above 0, repeat for this long instead of count times
-  long warmup = 2;
-  int exchanges = 1;
-  bool resume = false;
-  std::vector<std::string> command;
-};
-
-bool parse(int argc, char** argv, Options* options) {
-  for (int i = 2; i < argc; ++i) {
-    std::string arg = argv[i];
-    if (arg == "--") {
-      options->command.assign(argv + i + 1, argv + argc);
-      return !options->command.empty();
-    }
-    if (arg == "--resume") {
-      options->resume = true;
-      continue;
-    }
-    if (i + 1 >= argc) return false;
-    const char* value = argv[++i];
-    if (arg == "--port") options->target.port = std::atoi(value);
-    else if (arg == "--cert") options->target.certificate = value;
-    else if (arg == "--password") options->target.password = value;
-    else if (arg == "--ca") options->target.caFile = value;
-    else if (arg == "--count") options->count = std::atol(value);
-    else if (arg == "--seconds") options->seconds = std::atof(value);
-    else if (arg == "--warmup") options->warmup = std::atol(value);
-    else if (arg == "--exchanges") options->exchanges = std::atoi(value);
-    else return false;
-  }
-  return true;
-}
-
-// Whether repetition i is to run: count of them, or as many as fit in
-// the time given.
-bool another(const Options& o, long i, Samples::Clock::time_point begin) {
-  if (o.seconds > 0) return Samples::micros(begin, Samples::Clock::now()) < o.seconds * 1e6;
-  return i < o.count;
-}
-
 // Purchases through the library, each timed from the new handle to its
 // clean-up. The warm-up ones load the certificate and seed the session.
-int runLibrary(const Options& o) {
+int runLibrary(const BenchOptions& o) {
   Samples samples;
   for (long i = 0; i < o.warmup; ++i) runPurchase(o.target, -1 - i);
   Samples::Clock::time_point begin = Samples::Clock::now();
-  for (long i = 0; another(o, i, begin); ++i) {
+  for (long i = 0; anotherRepetition(o, i, begin); ++i) {
     Samples::Clock::time_point start = Samples::Clock::now();
     if (runPurchase(o.target, i)) samples.add(start);
     else samples.fail();
@@ -85,7 +45,7 @@ int runLibrary(const Options& o) {
   return samples.failed() ? 1 : 0;
 }
 
-int runReference(const Options& o) {
+int runReference(const BenchOptions& o) {
   ReferenceClient client(o.target, o.resume);
   if (!client.ok() || o.exchanges < 0) {
     std::fprintf(stderr, "zvbench: cannot load %s\n", o.target.certificate.c_str());
@@ -95,7 +55,7 @@ int runReference(const Options& o) {
   bool resumed = false;
   for (long i = 0; i < o.warmup; ++i) client.exchange(purchaseMessage(-1 - i), o.exchanges, &resumed);
   Samples::Clock::time_point begin = Samples::Clock::now();
-  for (long i = 0; another(o, i, begin); ++i) {
+  for (long i = 0; anotherRepetition(o, i, begin); ++i) {
     std::string request = purchaseMessage(i);
     Samples::Clock::time_point start = Samples::Clock::now();
     if (!client.exchange(request, o.exchanges, &resumed)) {
@@ -109,14 +69,14 @@ int runReference(const Options& o) {
   return samples.failed() ? 1 : 0;
 }
 
-int runSTime(const Options& o) {
+int runSTime(const BenchOptions& o) {
   Samples samples;
   int status = probeSTime(o.command, &samples);
   samples.print(stdout, "s_time");
   return status == 0 && samples.count() > 0 ? 0 : 1;
 }
 
-int removeStore(const Options& o) {
+int removeStore(const BenchOptions& o) {
   key_t key = ftok(o.target.certificate.c_str(), kSessionProjectId);
   int id = key == -1 ? -1 : shmget(key, 0, 0);
   if (id != -1) shmctl(id, IPC_RMID, nullptr);
@@ -125,15 +85,48 @@ int removeStore(const Options& o) {
 
 }  // namespace
 
-// The one transaction that `zvbench profile` runs under callgrind's
-// --toggle-collect: a plain name, so that callgrind matches it as given.
-extern "C" __attribute__((noinline)) bool zvbenchProfiledPurchase(const GatewayTarget* target) {
-  return runPurchase(*target, 0);
+// The transactions that `zvbench profile` and `zvbench profile-reference`
+// run under callgrind's --toggle-collect: plain names, so that callgrind
+// matches them as given.
+extern "C" __attribute__((noinline)) bool zvbenchProfiledPurchase(const GatewayTarget* target, long sequence) {
+  return runPurchase(*target, sequence);
 }
 
+// The reference's request is made inside, as the library's purchase
+// fills its bundle inside the profiled call.
+extern "C" __attribute__((noinline)) bool zvbenchProfiledReference(ReferenceClient* client, long sequence,
+                                                                   int exchanges) {
+  bool resumed = false;
+  return client->exchange(purchaseMessage(sequence), exchanges, &resumed);
+}
+
+namespace {
+
+// Warm-up purchases (the certificate loaded, the session stored), then
+// count profiled ones; the driver divides the instructions by count.
+int profileLibrary(const BenchOptions& o) {
+  for (long i = 0; i < o.warmup; ++i) runPurchase(o.target, -1 - i);
+  bool ok = true;
+  for (long i = 0; i < o.count; ++i) ok = zvbenchProfiledPurchase(&o.target, i) && ok;
+  return ok ? 0 : 1;
+}
+
+// The same for the OpenSSL-only client.
+int profileReference(const BenchOptions& o) {
+  ReferenceClient client(o.target, o.resume);
+  if (!client.ok()) return 1;
+  bool resumed = false;
+  for (long i = 0; i < o.warmup; ++i) client.exchange(purchaseMessage(-1 - i), o.exchanges, &resumed);
+  bool ok = true;
+  for (long i = 0; i < o.count; ++i) ok = zvbenchProfiledReference(&client, i, o.exchanges) && ok;
+  return ok ? 0 : 1;
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
-  Options options;
-  if (argc < 2 || !parse(argc, argv, &options)) {
+  BenchOptions options;
+  if (argc < 2 || !parseBenchOptions(argc, argv, &options)) {
     std::fputs(kUsage, stderr);
     return 2;
   }
@@ -146,10 +139,8 @@ int main(int argc, char** argv) {
   }
   if (command == "library") return runLibrary(options);
   if (command == "reference") return runReference(options);
-  if (command == "profile") {
-    for (long i = 0; i < options.warmup; ++i) runPurchase(options.target, -1 - i);
-    return zvbenchProfiledPurchase(&options.target) ? 0 : 1;
-  }
+  if (command == "profile") return profileLibrary(options);
+  if (command == "profile-reference") return profileReference(options);
   std::fputs(kUsage, stderr);
   return 2;
 }

@@ -52,7 +52,7 @@ set(ZV_LAYER_client_SOURCES
   client/clientPreparation.cpp client/debugLog.cpp client/preSendChecks.cpp
   client/replyMerge.cpp client/requestChecks.cpp client/responseReader.cpp
   client/serverList.cpp client/transactionExchange.cpp client/transactionExecution.cpp
-  client/transactionOutcome.cpp
+  client/transactionEvents.cpp client/transactionOutcome.cpp
   client/zelvanclient.cpp client/zelvanclientVersion.cpp)
 
 # zv_layer_dirs(LAYER VAR): sets VAR to the absolute folders of LAYER alone.

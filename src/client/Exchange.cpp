@@ -11,8 +11,8 @@ Exchange::Exchange(txn* log) : log_(log), mark_(GetTickCount()) {}
 
 Exchange::~Exchange() { dropConnection(); }
 
-BSocket* Exchange::newSocket() {
-  socket_ = trackNew(new BSocket(), "transaction socket");
+BSocket* Exchange::adoptSocket(BSocket* socket) {
+  socket_ = trackNew(socket, "transaction socket");
   return socket_;
 }
 

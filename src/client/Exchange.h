@@ -21,9 +21,9 @@ class Exchange {
   Exchange(const Exchange&) = delete;
   Exchange& operator=(const Exchange&) = delete;
 
-  // A new unconnected socket, owned by the exchange. Requires that no
-  // socket is held.
-  BSocket* newSocket();
+  // Takes socket, a connected socket, which the exchange then owns.
+  // Requires that no socket is held.
+  BSocket* adoptSocket(BSocket* socket);
   // Takes ctx, from get_ssl() (null allowed). Requires that no context is
   // held.
   void takeContext(BSSLContext* ctx);

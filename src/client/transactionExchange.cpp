@@ -6,13 +6,20 @@
 
 #include <cstdio>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "BSSLContext.h"
 #include "BSocket.h"
+#include "BSocketLibrary.h"
 #include "BString.h"
+#include "Deadline.h"
 #include "Exchange.h"
+#include "OwnedDescriptor.h"
+#include "ServerAddress.h"
 #include "TransactionRecord.h"
 #include "TransactionRequest.h"
+#include "addressConnect.h"
 #include "clientPreparation.h"
 #include "debugLog.h"
 #include "faultHook.h"
@@ -23,6 +30,7 @@
 #include "responseReader.h"
 #include "sslConnection.h"
 #include "sslPool.h"
+#include "transactionEvents.h"
 
 namespace {
 
@@ -67,32 +75,58 @@ enum class ServerOutcome {
   kGiveUp,         // no SSL context could be had: no other server is tried
 };
 
+// A socket object for connected descriptor fd, reached at address. The
+// object's destructor releases one user of the socket library, so one is
+// registered here for it. An IPv6 peer has no BSocketAddress (an IPv4
+// type); the engine names peers by the address's own text.
+BSocket* socketFor(OwnedDescriptor fd, const ServerAddress& address) {
+  BSocketLibrary::initSocketLibrary();
+  if (address.family() == AF_INET) {
+    return new BSocket(fd.release(), reinterpret_cast<const sockaddr_in*>(&address.address), nullptr);
+  }
+  return new BSocket(fd.release(), nullptr, nullptr);
+}
+
+// Opens a TCP connection to server: resolves it to all its addresses and
+// tries them in turn, all within kConnectTimeoutMs for the server, until
+// one accepts. True with the socket held by the exchange and *peer the
+// text of the address connected to.
+bool connectTcp(Run& run, const std::string& server, std::string* peer, EngineStatus* why) {
+  const TransactionRequest& r = run.request;
+  std::vector<ServerAddress> addresses;
+  std::string detail;
+  if (resolveServerAddresses(server, r.port, &addresses, &detail)) {
+    Deadline serverBound = Deadline::after(kConnectTimeoutMs);
+    for (const ServerAddress& address : addresses) {
+      emitServerTried(run.log(), server, address.text, r.port);
+      OwnedDescriptor fd;
+      size_t answered = 0;
+      if (connectToAddresses({address}, serverBound, &fd, &answered, &detail)) {
+        BSocket* socket = run.x.adoptSocket(socketFor(std::move(fd), address));
+        // Compatibility: the time-out is set twice in a row, the second
+        // call repeating the first, so that the socket calls of an exchange
+        // stay the ones its documented sequence lists; the repeat changes
+        // nothing else.
+        socket->setSoTimeOut(kSocketTimeoutMs, 1);
+        socket->setSoTimeOut(kSocketTimeoutMs, 1);
+        *peer = address.text;
+        emitConnected(run.log(), server, address.text, r.port);
+        return true;
+      }
+    }
+  }
+  logDebugPrintf(run.log(), "\t\t\tUnable to connect to server: [%s]:[%d]; Error Message = [%s]",
+                 server.c_str(), r.port, detail.c_str());
+  *why = failure("UNABLE TO CONNECT - COULD NOT OPEN SOCKET", detail.c_str());
+  return false;
+}
+
 // Opens a TCP connection to server and takes an SSL context for it.
 // kConnected keeps socket and context, with *peer naming the address
 // connected to; otherwise both are released and *why says what failed.
 ServerOutcome openConnection(Run& run, const std::string& server, std::string* peer, EngineStatus* why) {
   const TransactionRequest& r = run.request;
-  BSocket* socket = run.x.newSocket();
-  // Compatibility: the time-out is set twice in a row, the second call
-  // repeating the first, so that the socket calls of an exchange stay the
-  // ones its documented sequence lists; the repeat changes nothing else.
-  socket->setSoTimeOut(kSocketTimeoutMs, 1);
-  socket->setSoTimeOut(kSocketTimeoutMs, 1);
-  if (!socket->connect(server.c_str(), r.port, kConnectTimeoutMs)) {
-    const char* detail = socket->getError();
-    logDebugPrintf(run.log(), "\t\t\tUnable to connect to server: [%s]:[%d]; Error Message = [%s]",
-                   server.c_str(), r.port, detail);
-    *why = failure("UNABLE TO CONNECT - COULD NOT OPEN SOCKET", detail);
-    run.x.dropConnection();
-    return ServerOutcome::kTryNextServer;
-  }
-
-  BString* remote = socket->getRemoteAddress();
-  if (remote != nullptr) {
-    BString* text = remote->toString();
-    *peer = text->buffer() ? text->buffer() : "";
-    trackDelete(text);
-  }
+  if (!connectTcp(run, server, peer, why)) return ServerOutcome::kTryNextServer;
   logDebugPrintf(run.log(), "\t\t\tRemote Address we connected to: [%s]:[%d];", peer->c_str(), r.port);
 
   logDebugMessage(run.log(), "\t\tGetting ssl context");
@@ -138,6 +172,8 @@ ServerOutcome tryServer(Run& run, int index, EngineStatus* why) {
     SslHandshakeOutcome outcome = sslHandshake(run.x.context(), fd, kHandshakeTimeoutMs, &detail);
     run.x.socket()->setNonBlocking();
     if (outcome == kSslHandshakeCompleted) {
+      SslHandshakeSummary agreed = sslHandshakeSummary(run.x.context());
+      emitHandshakeDone(run.log(), agreed.version, agreed.cipher, agreed.resumed);
       // An earlier failure is no longer the outcome.
       run.record.clearPreviousOutcome();
       return ServerOutcome::kConnected;
@@ -178,7 +214,9 @@ bool send(Run& run) {
   BString* text = run.record.message();
   int written = sslWrite(run.x.context(), text->buffer(), text->length());
   trackDelete(text);
-  return written >= 0;
+  if (written < 0) return false;
+  emitEvent(run.log(), ZELVAN_EVENT_REQUEST_SENT);
+  return true;
 }
 
 // Reads one gateway message and merges what the gateway may set of it
@@ -186,6 +224,7 @@ bool send(Run& run) {
 bool receive(Run& run) {
   BString* reply = doSSLRead(run.x.context(), run.x.socket(), kReadTimeoutSeconds, run.log());
   if (reply == nullptr) return false;
+  emitEvent(run.log(), ZELVAN_EVENT_REPLY_READ);
   run.record.mergeReply(reply->buffer(), &run.answer);
   trackDelete(reply);
   return true;

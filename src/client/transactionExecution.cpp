@@ -5,6 +5,7 @@
 #include "bundleKeys.h"
 #include "debugLog.h"
 #include "policy.h"
+#include "transactionEvents.h"
 #include "transactionExchange.h"
 #include "transactionOutcome.h"
 #include "txn.h"
@@ -26,6 +27,7 @@ void logSummary(TransactionRecord& record, bool succeeded) {
 
 bool run(txn* t, TransactionRecord& record) {
   int64_t start = GetTickCount();
+  markExecuteStart(t);
   TransactionRequest request = readRequest(t);
   // The application asks for the status of a transaction by its reference.
   bool enquiry = request.hasReference && request.statusCheck;
@@ -45,6 +47,7 @@ bool run(txn* t, TransactionRecord& record) {
   if (!status.completed() && request.purchaseOrRefund) {
     for (int pass = 0; pass < kStatusChecks && !status.completed(); pass++) {
       if (!hasReference) continue;
+      emitStatusCheck(t, pass + 1);
       // Compatibility: TRANSACTIONTYPE stays "STATUS" afterwards; the
       // application sees from it that the answer came from a status check,
       // and sets the type again before reusing the handle.
@@ -63,6 +66,7 @@ bool run(txn* t, TransactionRecord& record) {
     logDebugPrintf(t, "\tTotal Execution Time\t : [%lu] seconds ", static_cast<unsigned long>(total / 1000));
     record.logField("\tWire Time\t\t\t\t : %s", kWireTimeKey);
   }
+  emitOutcome(t, t->outcome);
   return status.completed();
 }
 
@@ -81,6 +85,7 @@ int execute(txn* t) {
     // Where the exchange stopped is not known: with any reference in the
     // bundle the payment may have been taken, so it is never to be rerun.
     if (record.holdsReference()) t->outcome = ZELVAN_OUTCOME_UNKNOWN;
+    emitOutcome(t, t->outcome);
     return 0;
   }
 }

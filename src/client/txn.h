@@ -30,6 +30,9 @@ struct txn {
   // zelvanclient_set_event_handler(), kept across flushBundle().
   zelvan_event_handler eventHandler = nullptr;
   void* eventUser = nullptr;
+  // When the running execute() began, in milliseconds of the monotonic
+  // clock: events count their elapsed_ms from it.
+  long long executeStartMs = 0;
 };
 
 #endif  // ZELVAN_TXN_H_

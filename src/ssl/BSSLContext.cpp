@@ -1,5 +1,6 @@
 #include "BSSLContext.h"
 
+#include <openssl/decoder.h>
 #include <openssl/err.h>
 #include <openssl/pem.h>
 #include <openssl/pkcs12.h>
@@ -8,6 +9,7 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <ctime>
@@ -109,6 +111,33 @@ bool sessionTrusted(SSL* ssl, SSL_SESSION* session) {
                  X509_verify_cert(check) == 1;
   X509_STORE_CTX_free(check);
   return trusted;
+}
+
+// Reads the first private key among bio's PEM blocks, from where bio
+// stands, decrypting it with the given passphrase (none when length is 0).
+// The passphrase is handed over as text, never as a password callback:
+// OpenSSL 3.0 wraps a callback in a UI method whose data it fails to free
+// when the key is read under another thread-default library context than
+// the first such read of the process, which the legacy reading context
+// (CertificateReadingScope) would be. Returns a new key or null.
+EVP_PKEY* readPEMKey(BIO* bio, const char* passphrase, size_t length) {
+  EVP_PKEY* key = nullptr;
+  OSSL_DECODER_CTX* decoder =
+      OSSL_DECODER_CTX_new_for_pkey(&key, "PEM", nullptr, nullptr, EVP_PKEY_KEYPAIR, nullptr, nullptr);
+  if (decoder == nullptr) return nullptr;
+  if (length > 0) OSSL_DECODER_CTX_set_passphrase(decoder, reinterpret_cast<const unsigned char*>(passphrase), length);
+  // Each attempt takes one PEM block, so blocks that hold no key (the
+  // certificate, before or after it) are passed over; a read that does
+  // not move on ends the search.
+  long at = BIO_tell(bio);
+  while (key == nullptr && !BIO_eof(bio)) {
+    OSSL_DECODER_from_bio(decoder, bio);
+    long next = BIO_tell(bio);
+    if (next <= at) break;
+    at = next;
+  }
+  OSSL_DECODER_CTX_free(decoder);
+  return key;
 }
 
 }  // namespace
@@ -432,7 +461,10 @@ void BSSLContext::readPEMCert(BIO* bio, SSL_CTX* ctx, X509** cert, EVP_PKEY** ke
   if (callback == nullptr) callback = PasswordCallback;
   *cert = PEM_read_bio_X509(bio, nullptr, callback, userdata);
   BIO_reset(bio);
-  *key = PEM_read_bio_PrivateKey(bio, nullptr, callback, userdata);
+  char passphrase[PEM_BUFSIZE];
+  int length = callback(passphrase, sizeof passphrase, 0, userdata);
+  *key = readPEMKey(bio, passphrase, length > 0 ? std::min<size_t>(length, sizeof passphrase) : 0);
+  OPENSSL_cleanse(passphrase, sizeof passphrase);
 }
 
 void BSSLContext::clearCertData(BIO* bio, X509** cert, EVP_PKEY** key) {

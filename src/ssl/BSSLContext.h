@@ -111,8 +111,8 @@ class BSSLContext : public BNetObject {
   // new references (the caller frees them) or null. Whatever they held is
   // freed first and the file rewound. readPKCS12Cert decrypts with
   // password (no chain is kept); readPEMCert reads both from the same PEM
-  // file, in either order, asking ctx's password callback for an
-  // encrypted key.
+  // file, in either order, asking ctx's password callback once for the
+  // password of an encrypted key.
   void readPKCS12Cert(BIO* bio, BString* password, X509** cert, EVP_PKEY** key);
   void readPEMCert(BIO* bio, SSL_CTX* ctx, X509** cert, EVP_PKEY** key);
 

@@ -44,6 +44,11 @@ struct SessionStore {
   // Whether the decoded session's gateway certificate verified, per
   // verifier (CA file and expected name), and when that was found.
   std::map<std::string, std::pair<bool, std::chrono::steady_clock::time_point>> verdicts;
+  // Held while a verdict is being reached: the copies that threads get
+  // share the decoded session's gateway certificate, which OpenSSL's
+  // verification writes to, so one thread verifies and the others wait
+  // for its verdict. Taken before cacheMutex, never while holding it.
+  std::mutex verifyMutex;
 };
 
 namespace {
@@ -278,17 +283,23 @@ SSL_SESSION* copyStoredSession(SessionStore* store, uint64_t* generation) {
 bool storedSessionVerdict(SessionStore* store, uint64_t generation, const std::string& verifier,
                           const std::function<bool()>& verify) {
   auto now = std::chrono::steady_clock::now();
-  {
+  auto known = [&](bool* trusted) {
     std::lock_guard<std::mutex> guard(store->cacheMutex);
     auto found = store->verdicts.find(verifier);
-    if (generation == store->generation && found != store->verdicts.end() &&
-        now - found->second.second < std::chrono::seconds(kStoredSessionVerdictSeconds)) {
-      return found->second.first;
+    if (generation != store->generation || found == store->verdicts.end() ||
+        now - found->second.second >= std::chrono::seconds(kStoredSessionVerdictSeconds)) {
+      return false;
     }
-  }
-  // Verified without the cache's mutex: two threads may both verify a new
-  // session once, which is harmless.
-  bool trusted = verify();
+    *trusted = found->second.first;
+    return true;
+  };
+  bool trusted = false;
+  if (known(&trusted)) return trusted;
+  // Verified without the cache's mutex, so that purchases of sessions
+  // already judged go on meanwhile.
+  std::lock_guard<std::mutex> verifying(store->verifyMutex);
+  if (known(&trusted)) return trusted;
+  trusted = verify();
   std::lock_guard<std::mutex> guard(store->cacheMutex);
   if (generation == store->generation) store->verdicts[verifier] = {trusted, now};
   return trusted;

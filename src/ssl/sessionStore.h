@@ -117,7 +117,8 @@ SSL_SESSION* copyStoredSession(SessionStore* store, uint64_t* generation = nullp
 // (CA file, expected gateway name). verify runs once per stored session
 // and verifier, and again after kStoredSessionVerdictSeconds so that a
 // gateway certificate that expired meanwhile is noticed; its answer is
-// remembered otherwise.
+// remembered otherwise. One thread of the process verifies at a time;
+// the others wait for its verdict.
 bool storedSessionVerdict(SessionStore* store, uint64_t generation, const std::string& verifier,
                           const std::function<bool()>& verify);
 

@@ -167,6 +167,13 @@ SslHandshakeOutcome sslHandshake(BSSLContext* ctx, int fd, int timeoutMs, std::s
   }
 }
 
+SslHandshakeSummary sslHandshakeSummary(BSSLContext* ctx) {
+  SSL* ssl = ctx != nullptr ? ctx->getSSLObject() : nullptr;
+  if (ssl == nullptr) return {"", "", false};
+  const char* cipher = SSL_get_cipher_name(ssl);
+  return {SSL_get_version(ssl), cipher != nullptr ? cipher : "", SSL_session_reused(ssl) == 1};
+}
+
 namespace {
 
 // OpenSSL reports an alert received from the peer as an SSL error whose

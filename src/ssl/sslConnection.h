@@ -44,6 +44,17 @@ enum SslHandshakeOutcome {
 // (named by its path).
 SslHandshakeOutcome sslHandshake(BSSLContext* ctx, int fd, int timeoutMs, std::string* detail);
 
+// What a completed handshake on the context's connection agreed: the
+// protocol version ("TLSv1.3"), the cipher's name, and whether a stored
+// session was resumed. The texts are OpenSSL's own, valid while the
+// connection lasts; "" when there is no connection.
+struct SslHandshakeSummary {
+  const char* version;
+  const char* cipher;
+  bool resumed;
+};
+SslHandshakeSummary sslHandshakeSummary(BSSLContext* ctx);
+
 // Under TLS 1.3 a gateway checks the client certificate only after the
 // client has finished its handshake, so a refusal arrives as an alert
 // after it: on the first read, or before the first write, which then

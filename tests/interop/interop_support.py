@@ -163,14 +163,15 @@ class OpenSslServer(Peer):
     """openssl s_server playing the gateway through its standard I/O.
 
     Like the other servers: version "1.2" or "1.3" allows that one alone,
-    None both; tickets=False resumes by the server's session cache only;
+    None both; tickets=False resumes by the server's session cache only,
+    resume=False not at all;
     cert names the server certificate's files in the set; with sni_cert,
     clients that name localhost get that certificate instead.
     """
 
     RESUMED = r"Reused session-id"
 
-    def __init__(self, certs, version=None, tickets=True, cert="gateway", sni_cert=None):
+    def __init__(self, certs, version=None, tickets=True, cert="gateway", sni_cert=None, resume=True):
         self.port = free_port()
         self._data = b""
         command = ["openssl", "s_server", "-accept", "127.0.0.1:%d" % self.port,
@@ -178,8 +179,10 @@ class OpenSslServer(Peer):
                    "-CAfile", certs.ca, "-Verify", "3", "-verify_return_error"]
         if version:
             command.append("-tls" + version.replace(".", "_"))
-        if not tickets:
+        if not tickets or not resume:
             command.append("-no_ticket")
+        if not resume:
+            command.append("-no_cache")
         if sni_cert:
             command += ["-servername", "localhost", "-servername_fatal",
                         "-cert2", certs.path(sni_cert + ".pem"), "-key2", certs.path(sni_cert + "-key.pem")]

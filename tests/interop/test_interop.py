@@ -7,8 +7,10 @@ generated for the run. A peer that is not installed skips its cases, and
 the run then exits with 77, which ctest reports as skipped.
 
 What each peer must show: TLS 1.2-only, 1.3-only and either approve;
-resumption across processes counted by the server itself (at least 19 of
-20 processes after the first); modern and legacy PKCS#12 files and client
+resumption counted by the server itself, with tickets and without
+wherever the server resumes at all: at least 19 of 20 processes after the
+first, and at least 9 of 10 purchases after the first in one process
+(through the Python binding, $ZELVAN_LIBRARY); modern and legacy PKCS#12 files and client
 chains through an intermediate, the server trusting only the root; a
 server that picks its certificate by the name the client sends; and,
 with _CAFILE, a certificate for another name and a session stored from an
@@ -99,6 +101,25 @@ class InteropCases:
                 # The last handshake may still be reported after the client is gone.
                 peer.wait_for_count(peer.RESUMED, 19, 2)
                 self.assertGreaterEqual(peer.count(peer.RESUMED), 19, peer.output()[-3000:])
+                peer.stop()
+
+    def test_resumption_within_one_process(self):
+        # The gateway's certificate names 127.0.0.1, which the binding's
+        # process connects to.
+        expected = "approved" if self.PEER.RESULT == "0" else "unknown"
+        for version, tickets in self.RESUMPTION:
+            with self.subTest(version=version, tickets=tickets):
+                self.certs.remove_session_stores()
+                peer = self.start(version=version, tickets=tickets, cert="server")
+                script = os.path.join(os.path.dirname(os.path.abspath(__file__)), "purchases_in_one_process.py")
+                done = subprocess.run([sys.executable, script, "11", "127.0.0.1", str(peer.port),
+                                       self.certs.path("client.p12"), self.certs.ca,
+                                       *getattr(peer, "REPLY_FIELDS", [])],
+                                      env=dict(os.environ, ZELVAN_CERT_PASSWORD=peers.PASSWORD),
+                                      stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=120)
+                self.assertEqual(done.stdout.decode().split(), [expected] * 11, done.stderr.decode()[-2000:])
+                peer.wait_for_count(peer.RESUMED, 9, 2)
+                self.assertGreaterEqual(peer.count(peer.RESUMED), 9, peer.output()[-3000:])
                 peer.stop()
 
     def test_certificate_files_and_client_chains(self):

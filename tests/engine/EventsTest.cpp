@@ -1,0 +1,110 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "GatewaySim.h"
+#include "MerchantTxn.h"
+#include "SessionStoreGuard.h"
+#include "TestCertificates.h"
+
+namespace {
+
+// What a handler saw: every event, its texts copied during the call.
+struct Seen {
+  int type;
+  int size;
+  long long elapsed;
+  std::string texts;
+  int resumed, statusCheck, outcome;
+};
+
+void collect(const zelvan_event* e, void* user) {
+  std::string texts;
+  for (const char* text : {e->server, e->address, e->tls_version, e->cipher}) {
+    texts += text != nullptr ? text : "";
+    texts += '|';
+  }
+  static_cast<std::vector<Seen>*>(user)->push_back(
+      {e->type, e->size, e->elapsed_ms, texts, e->resumed, e->status_check, e->outcome});
+}
+
+struct Counts {
+  int full = 0, resumed = 0, statusChecks = 0, approved = 0, sent = 0, read = 0;
+};
+
+Counts count(const std::vector<Seen>& events) {
+  Counts c;
+  for (const Seen& e : events) {
+    if (e.type == ZELVAN_EVENT_HANDSHAKE_DONE) (e.resumed ? c.resumed : c.full)++;
+    if (e.type == ZELVAN_EVENT_STATUS_CHECK) c.statusChecks++;
+    if (e.type == ZELVAN_EVENT_OUTCOME && e.outcome == ZELVAN_OUTCOME_APPROVED) c.approved++;
+    if (e.type == ZELVAN_EVENT_REQUEST_SENT) c.sent++;
+    if (e.type == ZELVAN_EVENT_REPLY_READ) c.read++;
+  }
+  return c;
+}
+
+}  // namespace
+
+// Purchases on one certificate (the first handshake full, later ones
+// resumed), one of them resolved by a status check: the events counted
+// match what the simulator counted, in order, and never carry card data.
+TEST(Events, MatchWhatTheGatewayCounted) {
+  TestCertificates certs;
+  SessionStoreGuard guard(certs);
+  GatewaySim sim(certs, {"--fault", "close-before-final", "--fault-connections", "1"});
+  std::vector<Seen> events;
+  for (int i = 0; i < 3; i++) {
+    MerchantTxn t;
+    t.settings(certs, sim.port());
+    t.purchase();
+    ASSERT_EQ(zelvanclient_set_event_handler(t.handle(), collect, &events), 1);
+    t.execute();
+    EXPECT_EQ(zelvanclient_outcome(t.handle()), ZELVAN_OUTCOME_APPROVED) << i << t.field("ERROR");
+    ASSERT_EQ(events.back().type, ZELVAN_EVENT_OUTCOME);
+  }
+  ASSERT_TRUE(sim.waitForStat("handshakes_full", 1));
+  ASSERT_TRUE(sim.waitForStat("handshakes_resumed", 2));
+
+  Counts c = count(events);
+  EXPECT_EQ(c.full, sim.stat("handshakes_full"));
+  EXPECT_EQ(c.resumed, sim.stat("handshakes_resumed"));
+  EXPECT_EQ(c.statusChecks, sim.stat("messages_STATUS"));
+  EXPECT_EQ(c.statusChecks, 1);
+  EXPECT_EQ(c.approved, sim.stat("approved"));
+  EXPECT_EQ(c.approved, 3);
+  EXPECT_EQ(c.sent, sim.stat("messages"));
+  EXPECT_EQ(c.read, c.sent - 1) << "one final response was lost";
+
+  long long previous = 0;
+  for (const Seen& e : events) {
+    EXPECT_EQ(e.size, static_cast<int>(sizeof(zelvan_event)));
+    if (e.type == ZELVAN_EVENT_SERVER_TRIED) {
+      EXPECT_EQ(e.texts, "127.0.0.1|127.0.0.1|||");
+      previous = 0;  // a new execute()
+    }
+    if (e.type == ZELVAN_EVENT_HANDSHAKE_DONE) {
+      EXPECT_EQ(e.texts.rfind("||TLSv1.", 0), 0u) << e.texts;
+    }
+    EXPECT_GE(e.elapsed, previous);
+    previous = e.elapsed;
+    EXPECT_EQ(e.texts.find(MerchantTxn::kApprovedCard), std::string::npos);
+    EXPECT_EQ(e.texts.find(certs.password()), std::string::npos);
+  }
+}
+
+TEST(Events, StopWhenTheHandlerIsCleared) {
+  TestCertificates certs;
+  SessionStoreGuard guard(certs);
+  GatewaySim sim(certs);
+  std::vector<Seen> events;
+  MerchantTxn t;
+  t.settings(certs, sim.port());
+  t.purchase();
+  zelvanclient_set_event_handler(t.handle(), collect, &events);
+  zelvanclient_set_event_handler(t.handle(), nullptr, &events);
+  EXPECT_EQ(t.execute(), 1);
+  EXPECT_TRUE(events.empty());
+  EXPECT_EQ(zelvanclient_set_event_handler(nullptr, collect, &events), 0);
+}
