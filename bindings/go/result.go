@@ -53,10 +53,12 @@ var ErrOutcomeUnknown = errors.New("zelvan: outcome unknown")
 // library's execute() returned (the last exchange ran to its end; it says
 // nothing about the payment). Fields holds every field except the local "_"
 // ones, card data masked. Its string forms leave card data out entirely.
+// HandlerErr is the panic of the event handler during this Execute, or nil.
 type Result struct {
-	Completed bool
-	Outcome   Outcome
-	Fields    map[string]string
+	Completed  bool
+	Outcome    Outcome
+	Fields     map[string]string
+	HandlerErr error
 }
 
 // newResult builds a Result with card data hidden: the library masks them

@@ -27,6 +27,7 @@ import (
 	"errors"
 	"fmt"
 	"runtime"
+	"runtime/cgo"
 	"strings"
 	"sync"
 	"unsafe"
@@ -82,6 +83,7 @@ func checkField(name, value string) error {
 type Transaction struct {
 	mu     sync.Mutex
 	handle *C.txn
+	hook   cgo.Handle // the event hook, 0 for none
 }
 
 // NewTransaction creates a transaction with an empty bundle.
@@ -220,6 +222,20 @@ func (t *Transaction) SetDebugLog(destination string) error {
 	return t.Set("LOGFILE", destination)
 }
 
+// SetEventHandler calls handler for each Event of every later Execute, on
+// the goroutine that runs the exchange; nil stops the events. The handler
+// must be quick (its time counts against the transaction) and must not use
+// this Transaction. A panic in it never reaches the library nor changes the
+// payment: it stops the events for the rest of that Execute, which returns
+// as it would have, with the panic as Result.HandlerErr.
+func (t *Transaction) SetEventHandler(handler func(Event)) error {
+	return t.with(func(h *C.txn) {
+		old := t.hook
+		t.hook = setEventHook(h, handler)
+		deleteHook(old)
+	})
+}
+
 // Flush empties the bundle for the next transaction. Every field goes,
 // settings included; the debug log stays as it was.
 func (t *Transaction) Flush() error {
@@ -235,6 +251,8 @@ func (t *Transaction) Close() error {
 		C.cleanup(t.handle)
 		t.handle = nil
 		runtime.SetFinalizer(t, nil)
+		deleteHook(t.hook)
+		t.hook = 0
 	}
 	return nil
 }
@@ -261,8 +279,9 @@ func (t *Transaction) Execute(ctx context.Context) (*Result, error) {
 		t.mu.Unlock()
 		return nil, ErrClosed
 	}
+	hook := t.hook
 	done := make(chan *Result, 1)
-	go func() { done <- run(h) }()
+	go func() { done <- run(h, hookOf(hook)) }()
 	select {
 	case result := <-done:
 		t.mu.Unlock()
@@ -272,19 +291,36 @@ func (t *Transaction) Execute(ctx context.Context) (*Result, error) {
 		return result, nil
 	case <-ctx.Done():
 		t.handle = nil
+		t.hook = 0
 		runtime.SetFinalizer(t, nil)
 		t.mu.Unlock()
 		later := make(chan *Result, 1)
 		go func() {
 			later <- <-done
 			C.cleanup(h)
+			deleteHook(hook)
 		}()
 		return nil, &PendingError{Err: ctx.Err(), Later: later}
 	}
 }
 
-// run executes the transaction on h and reads its Result.
-func run(h *C.txn) *Result {
+// run executes the transaction on h and reads its Result, with the panic
+// of the event hook, if any.
+func run(h *C.txn, hook *eventHook) *Result {
+	if hook != nil {
+		hook.err = nil
+	}
 	completed := C.execute(h) != 0
-	return newResult(completed, outcomeOf(int(C.zelvanclient_outcome(h))), bundleFields(h, false))
+	result := newResult(completed, outcomeOf(int(C.zelvanclient_outcome(h))), bundleFields(h, false))
+	if hook != nil {
+		result.HandlerErr = hook.err
+	}
+	return result
+}
+
+// deleteHook releases a hook's handle once the library can no longer call it.
+func deleteHook(hook cgo.Handle) {
+	if hook != 0 {
+		hook.Delete()
+	}
 }

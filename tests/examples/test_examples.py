@@ -53,6 +53,32 @@ class ExamplesTest(SimulatorTestCase):
         self.assertIn("servers to try: 2", out)
         self.assertIn("answered by 127.0.0.1: approved", out)
 
+    def test_metrics_count_what_the_simulator_saw(self):
+        before = self.sim.stats()
+        # Nothing listens on 127.0.0.2: each purchase fails over once.
+        out = self.run_example(self.c("metrics"), "3", servers="127.0.0.2, 127.0.0.1")
+        after = self.sim.stats()
+        metrics = {line.rpartition(" ")[0]: int(line.rpartition(" ")[2])
+                   for line in out.splitlines() if line.startswith("zelvan_")}
+        self.assertIn("# TYPE zelvan_execute_latency_ms histogram", out)
+        for kind in ("full", "resumed"):
+            self.assertEqual(metrics['zelvan_handshakes_total{kind="%s"}' % kind],
+                             after["handshakes_" + kind] - before["handshakes_" + kind], out)
+        self.assertGreater(metrics['zelvan_handshakes_total{kind="resumed"}'], 0, out)
+        self.assertEqual((metrics["zelvan_server_attempts_total"], metrics["zelvan_failovers_total"]), (6, 3), out)
+        self.assertEqual(metrics['zelvan_outcomes_total{outcome="approved"}'], 3, out)
+        self.assertEqual(metrics["zelvan_status_checks_total"], 0, out)
+        self.assertEqual(metrics['zelvan_execute_latency_ms_bucket{le="+Inf"}'], 3, out)
+        self.assertEqual(metrics["zelvan_execute_latency_ms_count"], 3, out)
+        # A gateway that loses every final response: status checks, then unknown.
+        lost_args = ["--fault", "close-before-final", "--status-fault", "close-before-final"]
+        with GatewaySim(os.environ["ZV_GATEWAY_SIM"], self.certs, lost_args) as lost:
+            out = self.run_example(self.c("metrics"), "1", port=lost.port, status=1)
+            checks = lost.stats()["messages_STATUS"]
+        self.assertIn('zelvan_outcomes_total{outcome="unknown"} 1\n', out)
+        self.assertIn("zelvan_status_checks_total %d\n" % checks, out)
+        self.assertGreater(checks, 0)
+
     def test_time_bound_ends_a_stalled_handshake(self):
         self.assertIn("approved: ZS", self.run_example(self.c("timebound"), "5000"))
         # A listener that accepts connections and never answers the handshake.

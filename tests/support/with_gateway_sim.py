@@ -10,7 +10,9 @@ whose replies come in slow pieces, for calls that end before their exchange
 does), ZV_DECLINING_SIM_PORT (one whose every reply carries RESULT 5),
 ZV_LOST_SIM_PORT (one that closes the connection before every final
 response and status reply, so that each purchase's outcome stays unknown),
-ZV_REFUSED_PORT (a port where nothing listens),
+ZV_REFUSED_PORT (a port where nothing listens), ZV_SIM_STATS and
+ZV_LOST_SIM_STATS (the counter files of the first and the losing
+simulator, "name=value" lines, rewritten on each change),
 ZV_CERT_DIR (the certificate directory: ca.pem, client.p12 and the rest)
 and ZV_CERT_PASSWORD (client.p12's password) in its environment. The
 simulators, the directory and the session-store segments of its files are
@@ -42,7 +44,7 @@ def main(argv):
             GatewaySim(simulator, certs, LOST_FINALS) as lost:
         env = dict(os.environ, ZV_SIM_PORT=str(sim.port), ZV_SLOW_SIM_PORT=str(slow.port),
                    ZV_DECLINING_SIM_PORT=str(declining.port), ZV_LOST_SIM_PORT=str(lost.port),
-                   ZV_REFUSED_PORT=str(free_port()),
+                   ZV_REFUSED_PORT=str(free_port()), ZV_SIM_STATS=sim.stats_path, ZV_LOST_SIM_STATS=lost.stats_path,
                    ZV_CERT_DIR=certs.dir, ZV_CERT_PASSWORD=TestCertificates.PASSWORD)
         return subprocess.run(command, env=env).returncode
 

@@ -16,8 +16,46 @@ export const Outcome: {
   readonly UNKNOWN: 'unknown';
 };
 
+/** What an Event reports (the C API's ZELVAN_EVENT_*). */
+export type EventType = 'server_tried' | 'connected' | 'handshake_done' | 'request_sent' | 'reply_read'
+  | 'status_check' | 'outcome';
+export const EventType: {
+  /** An address of a server is tried: server, address, port. */
+  readonly SERVER_TRIED: 'server_tried';
+  /** A TCP connection is open: server, address, port. */
+  readonly CONNECTED: 'connected';
+  /** The TLS handshake completed: tlsVersion, cipher, resumed. */
+  readonly HANDSHAKE_DONE: 'handshake_done';
+  /** A message was written to the gateway. */
+  readonly REQUEST_SENT: 'request_sent';
+  /** A whole reply was read from the gateway. */
+  readonly REPLY_READ: 'reply_read';
+  /** A status check begins: statusCheck is its number, from 1. */
+  readonly STATUS_CHECK: 'status_check';
+  /** execute() is over: outcome is what it came to. */
+  readonly OUTCOME: 'outcome';
+};
+
+/** One event of an execute(); fields it does not use are 0 or null. Never card data. */
+export interface Event {
+  readonly type: EventType;
+  /** Milliseconds since execute() began. */
+  readonly elapsedMs: number;
+  readonly server: string | null;
+  readonly address: string | null;
+  readonly port: number;
+  readonly resumed: boolean;
+  readonly tlsVersion: string | null;
+  readonly cipher: string | null;
+  readonly statusCheck: number;
+  /** For EventType.OUTCOME only. */
+  readonly outcome: Outcome | null;
+}
+
 /** The bundle after execute() and its outcome. */
 export class Result {
+  /** What the event handler threw during this execute(), or null (the events stopped after it). */
+  readonly handlerError: unknown;
   /** The library's outcome. */
   readonly outcome: Outcome;
   /** execute()'s return value: the last exchange ran to its end (read outcome for the payment). */
@@ -80,6 +118,8 @@ export class Transaction {
   setCertificatePassword(password: string): this;
   setCaFile(path: string): this;
   setDebugLog(destination: string | null): this;
+  /** Calls handler for each Event of every later execute, on the main thread; null stops them. */
+  setEventHandler(handler: ((event: Event) => void) | null): this;
   /** Blocks the event loop until the gateway answers; throws TransactionError (or OutcomeUnknownError) without a decision. */
   execute(): Result;
   /** Runs on a worker thread; rejects with TransactionError without a decision. */

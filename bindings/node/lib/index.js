@@ -4,12 +4,16 @@
 
 const util = require('node:util');
 const library = require('./library');
+const { EventType, Hook } = require('./events');
 
 let lib = null;
 
 // A Transaction that is dropped without close() still gives its handle
-// back when it is garbage-collected.
-const unclosed = new FinalizationRegistry(({ native, handle }) => native.cleanup(handle));
+// back when it is garbage-collected, and then its event callback.
+const unclosed = new FinalizationRegistry(({ native, handle, events }) => {
+  native.cleanup(handle);
+  if (events.hook !== null) events.hook.close();
+});
 
 // The loaded libzelvanclient, loaded on first use.
 function loaded() {
@@ -96,12 +100,15 @@ function hideCardData(fields) {
 // The bundle after execute() and its outcome (an Outcome value). completed
 // is execute()'s return value (the last exchange ran to its end; it says
 // nothing about the payment); fields holds every field except the local
-// "_" ones, card data masked. The string form carries no card data at all.
+// "_" ones, card data masked. handlerError is what the event handler threw
+// during this execute(), or null. The string form carries no card data at
+// all.
 class Result {
-  constructor(completed, fields, outcome) {
+  constructor(completed, fields, outcome, handlerError = null) {
     this.completed = Boolean(completed);
     this.fields = hideCardData(fields);
     this.outcome = outcome;
+    this.handlerError = handlerError;
   }
 
   get result() { return this.fields.RESULT ?? null; }
@@ -171,7 +178,10 @@ class Transaction {
     this._handle = this._lib.newBundle();
     if (!this._handle) throw new Error('newBundle() returned no handle');
     this._busy = false;
-    unclosed.register(this, { native: this._lib, handle: this._handle }, this);
+    // The event hook, apart from the Transaction so that the finalizer can
+    // release it.
+    this._events = { hook: null };
+    unclosed.register(this, { native: this._lib, handle: this._handle, events: this._events }, this);
   }
 
   _live() {
@@ -260,10 +270,34 @@ class Transaction {
     return this.set('DEBUG', 'ON').set('LOGFILE', destination);
   }
 
-  // The Result of a finished execute(), or the error to throw.
-  _outcome(completed) {
+  // Calls handler(event) for each event of every later execute() or
+  // executeAsync(), on the main thread (for executeAsync, the worker waits
+  // while it runs); null stops the events. The handler must be quick (its
+  // time counts against the transaction) and must not use this Transaction.
+  // What it throws never reaches the library nor changes the payment: it
+  // stops the events for the rest of that execute, which returns or throws
+  // as it would have, with the exception as Result.handlerError.
+  setEventHandler(handler) {
+    if (handler !== null && typeof handler !== 'function') throw new TypeError('the event handler must be a function or null');
     const handle = this._live();
-    const result = new Result(completed, this.fields(), outcomeOf(this._lib.zelvanclient_outcome(handle)));
+    const hook = handler === null ? null : new Hook(handler, outcomeOf);
+    this._lib.zelvanclient_set_event_handler(handle, hook === null ? null : hook.pointer, null);
+    if (this._events.hook !== null) this._events.hook.close();
+    this._events.hook = hook;
+    return this;
+  }
+
+  // The hook of the execute about to run, made ready for it.
+  _beginEvents() {
+    if (this._events.hook !== null) this._events.hook.begin();
+    return this._events.hook;
+  }
+
+  // The Result of a finished execute(), or the error to throw.
+  _outcome(completed, hook) {
+    const handle = this._live();
+    const result = new Result(completed, this.fields(), outcomeOf(this._lib.zelvanclient_outcome(handle)),
+      hook === null ? null : hook.error);
     if (result.outcome === Outcome.UNKNOWN) throw new OutcomeUnknownError(result);
     if (result.outcome === Outcome.NO_DECISION) throw new TransactionError(result);
     return result;
@@ -277,7 +311,9 @@ class Transaction {
   // answers or the time-outs pass (5 s per unreachable server, 30 s per
   // awaited reply): servers should use executeAsync().
   execute() {
-    return this._outcome(this._lib.execute(this._live()));
+    const handle = this._live();
+    const hook = this._beginEvents();
+    return this._outcome(this._lib.execute(handle), hook);
   }
 
   // execute() on a worker thread of libuv's pool, leaving the event loop
@@ -286,6 +322,7 @@ class Transaction {
   executeAsync() {
     return new Promise((resolve, reject) => {
       const handle = this._live();
+      const hook = this._beginEvents();
       this._busy = true;
       this._lib.execute.async(handle, (failure, completed) => {
         this._busy = false;
@@ -294,7 +331,7 @@ class Transaction {
           return;
         }
         try {
-          resolve(this._outcome(completed));
+          resolve(this._outcome(completed, hook));
         } catch (error) {
           reject(error);
         }
@@ -316,10 +353,12 @@ class Transaction {
     this._handle = null;
     unclosed.unregister(this);
     this._lib.cleanup(handle);
+    if (this._events.hook !== null) this._events.hook.close();
+    this._events.hook = null;
   }
 }
 
 module.exports = {
-  Transaction, Result, Outcome, TransactionError, OutcomeUnknownError,
+  Transaction, Result, Outcome, EventType, TransactionError, OutcomeUnknownError,
   LibraryNotFoundError: library.LibraryNotFoundError,
 };

@@ -2,6 +2,7 @@
 // Finds libzelvanclient and declares the C functions that the package calls.
 
 const koffi = require('koffi');
+const { HandlerType } = require('./events');
 
 const LIBRARY_VARIABLE = 'ZELVAN_LIBRARY';
 const SONAME = 'libzelvanclient.so.1';
@@ -39,6 +40,8 @@ function declare(lib) {
     setServers: lib.func('setServers', 'void', [handle, 'const char *']),
     execute: lib.func('execute', 'int', [handle]),
     zelvanclient_outcome: lib.func('zelvanclient_outcome', 'int', [handle]),
+    zelvanclient_set_event_handler: lib.func('zelvanclient_set_event_handler', 'int',
+      [handle, koffi.pointer(HandlerType), 'void *']),
     cleanup: lib.func('cleanup', 'void', [handle]),
   };
 }

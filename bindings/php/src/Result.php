@@ -11,7 +11,8 @@ namespace Zelvan;
  *
  * outcome is the library's Outcome. completed is what the library's
  * execute() returned: the last exchange ran to its end (it says nothing
- * about the payment). The string form names the outcome, codes and
+ * about the payment). handlerError is what the event handler threw during
+ * this execute(), or null. The string form names the outcome, codes and
  * reference only, so that logging a Result never writes card data.
  */
 final class Result implements \Stringable
@@ -20,8 +21,12 @@ final class Result implements \Stringable
     public readonly array $fields;
 
     /** @param array<string, string> $fields */
-    public function __construct(public readonly bool $completed, array $fields, public readonly Outcome $outcome)
-    {
+    public function __construct(
+        public readonly bool $completed,
+        array $fields,
+        public readonly Outcome $outcome,
+        public readonly ?\Throwable $handlerError = null,
+    ) {
         $this->fields = self::hideCardData($fields);
     }
 

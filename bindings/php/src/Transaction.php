@@ -30,6 +30,8 @@ final class Transaction
 {
     private \FFI $ffi;
     private ?\FFI\CData $handle;
+    /** The event hook, or null, kept for as long as the library may call it. */
+    private ?EventHook $eventHook = null;
 
     public function __construct()
     {
@@ -160,6 +162,22 @@ final class Transaction
     }
 
     /**
+     * Calls $handler(Event) for each event of every later execute(); null
+     * stops the events. The handler must be quick (its time counts against
+     * the transaction) and must not use this Transaction. What it throws
+     * never reaches the library (an exception may not cross an FFI
+     * callback) nor changes the payment: it stops the events for the rest
+     * of that execute(), which returns or throws as it would have, with the
+     * throwable as Result::$handlerError.
+     */
+    public function setEventHandler(?callable $handler): void
+    {
+        $handle = $this->live();
+        $this->eventHook = $handler === null ? null : new EventHook(\Closure::fromCallable($handler));
+        $this->ffi->zelvanclient_set_event_handler($handle, $this->eventHook === null ? null : $this->eventHook->deliver(...), null);
+    }
+
+    /**
      * Runs the transaction and returns its Result when the gateway decided:
      * outcome is Outcome::Approved or Outcome::Declined. Throws
      * TransactionException for Outcome::NoDecision (safe to run again) and
@@ -171,8 +189,10 @@ final class Transaction
     public function execute(): Result
     {
         $handle = $this->live();
+        $this->eventHook?->begin();
         $completed = $this->ffi->execute($handle) !== 0;
-        $result = new Result($completed, $this->fields(), Outcome::of($this->ffi->zelvanclient_outcome($handle)));
+        $result = new Result($completed, $this->fields(), Outcome::of($this->ffi->zelvanclient_outcome($handle)),
+            $this->eventHook?->error);
         return match ($result->outcome) {
             Outcome::Unknown => throw new OutcomeUnknownException($result),
             Outcome::NoDecision => throw new TransactionException($result),
@@ -193,6 +213,7 @@ final class Transaction
             $handle = $this->handle;
             $this->handle = null;
             $this->ffi->cleanup($handle);
+            $this->eventHook = null;
         }
     }
 

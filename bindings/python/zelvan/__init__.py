@@ -15,6 +15,7 @@ from the system's library path; see zelvan._library.candidates.
 
 from ._library import LibraryNotFoundError
 from ._version import __version__
+from .events import Event, EventType
 from .transaction import Outcome, OutcomeUnknownError, Result, Transaction, TransactionError, library
 
 
@@ -25,5 +26,5 @@ def library_version() -> str:
     return version.decode("ascii")
 
 
-__all__ = ["LibraryNotFoundError", "Outcome", "OutcomeUnknownError", "Result", "Transaction", "TransactionError", "__version__", "library",
+__all__ = ["Event", "EventType", "LibraryNotFoundError", "Outcome", "OutcomeUnknownError", "Result", "Transaction", "TransactionError", "__version__", "library",
            "library_version"]

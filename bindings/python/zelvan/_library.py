@@ -8,6 +8,8 @@ import glob
 import os
 from typing import List, Mapping
 
+from .events import HANDLER_TYPE
+
 LIBRARY_VARIABLE = "ZELVAN_LIBRARY"
 SONAME = "libzelvanclient.so.1"
 
@@ -66,6 +68,7 @@ def _declare(lib: ctypes.CDLL) -> ctypes.CDLL:
         "setServers": ([handle, text], None),
         "execute": ([handle], ctypes.c_int),
         "zelvanclient_outcome": ([handle], ctypes.c_int),
+        "zelvanclient_set_event_handler": ([handle, HANDLER_TYPE, ctypes.c_void_p], ctypes.c_int),
         "cleanup": ([handle], None),
         "zelvanclient_version": ([], text),
     }

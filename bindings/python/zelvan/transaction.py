@@ -6,9 +6,10 @@ import ctypes
 import enum
 import functools
 import threading
-from typing import Any, Dict, Iterable, Optional, TypeVar, Union
+from typing import Any, Callable, Dict, Iterable, Optional, TypeVar, Union
 
 from . import _library
+from .events import NO_HANDLER, Event, Hook
 
 _lib = None
 _lib_lock = threading.Lock()
@@ -149,13 +150,16 @@ class Result:
     value: the last exchange ran to its end (it says nothing about the
     payment; read outcome). fields holds every field of the bundle after
     the transaction except the local "_" fields (certificate path and
-    password, CA file), with card data masked.
+    password, CA file), with card data masked. handler_error is the
+    exception the event handler raised during this execute(), or None.
     """
 
-    def __init__(self, completed: int, fields: Dict[str, str], outcome: Outcome) -> None:
+    def __init__(self, completed: int, fields: Dict[str, str], outcome: Outcome,
+                 handler_error: Optional[BaseException] = None) -> None:
         self.completed = bool(completed)
         self.fields = hide_card_data(fields)
         self.outcome = outcome
+        self.handler_error = handler_error
 
     result = _Field("RESULT", "RESULT: the outcome code")
     error = _Field("ERROR", "ERROR: the error text, or None")
@@ -250,6 +254,7 @@ class Transaction:
         self._handle = self._lib.newBundle()
         if not self._handle:
             raise MemoryError("newBundle() returned no handle")
+        self._hook: Optional[Hook] = None
 
     def _live(self) -> int:
         if self._handle is None:
@@ -347,6 +352,24 @@ class Transaction:
             self["DEBUG"] = "ON"
             self["LOGFILE"] = destination
 
+    @_locked
+    def set_event_handler(self, handler: Optional[Callable[[Event], object]]) -> None:
+        """Calls handler(event) for each Event of every later execute(), on
+        the thread that runs it; None stops the events.
+
+        The handler must be quick (its time counts against the
+        transaction) and must not use this Transaction. An exception it
+        raises never reaches the library nor changes the payment: it stops
+        the events for the rest of that execute(), which returns or raises
+        as it would have, with the exception in Result.handler_error.
+        """
+        handle = self._live()
+        hook = None if handler is None else Hook(handler, Outcome.of)
+        self._lib.zelvanclient_set_event_handler(handle, NO_HANDLER if hook is None else hook.pointer, None)
+        # The function pointer the library holds lives as long as the handle
+        # uses it: until the next call here, or close().
+        self._hook = hook
+
     # -- running ----------------------------------------------------------
 
     @_locked
@@ -362,8 +385,12 @@ class Transaction:
         transactions run meanwhile.
         """
         handle = self._live()
+        hook = self._hook
+        if hook is not None:
+            hook.begin()
         completed = self._lib.execute(handle)
-        outcome = Result(completed, self.fields(), Outcome.of(self._lib.zelvanclient_outcome(handle)))
+        outcome = Result(completed, self.fields(), Outcome.of(self._lib.zelvanclient_outcome(handle)),
+                         hook.error if hook is not None else None)
         if outcome.outcome is Outcome.UNKNOWN:
             raise OutcomeUnknownError(outcome)
         if outcome.outcome is Outcome.NO_DECISION:
@@ -382,6 +409,7 @@ class Transaction:
         if self._handle is not None:
             handle, self._handle = self._handle, None
             self._lib.cleanup(handle)
+            self._hook = None
 
     def __enter__(self) -> Transaction:
         return self

@@ -1,5 +1,6 @@
 package com.zelvan.client;
 
+import com.sun.jna.Callback;
 import com.sun.jna.Library;
 import com.sun.jna.Native;
 import com.sun.jna.Pointer;
@@ -37,6 +38,13 @@ interface ClientLibrary extends Library {
     int execute(Pointer t);
 
     int zelvanclient_outcome(Pointer t);
+
+    /** zelvan_event_handler: called with the event and the user pointer. */
+    interface EventHandler extends Callback {
+        void invoke(Pointer event, Pointer user);
+    }
+
+    int zelvanclient_set_event_handler(Pointer t, EventHandler handler, Pointer user);
 
     void cleanup(Pointer t);
 

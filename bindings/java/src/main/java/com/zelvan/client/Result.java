@@ -19,9 +19,15 @@ public final class Result {
     private final boolean completed;
     private final Outcome outcome;
     private final Map<String, String> fields;
+    private final Throwable listenerError;
 
     Result(boolean completed, Map<String, String> fields, Outcome outcome) {
+        this(completed, fields, outcome, null);
+    }
+
+    Result(boolean completed, Map<String, String> fields, Outcome outcome, Throwable listenerError) {
         this.completed = completed;
+        this.listenerError = listenerError;
         this.outcome = outcome;
         this.fields = Collections.unmodifiableMap(hideCardData(new TreeMap<>(fields)));
     }
@@ -58,6 +64,14 @@ public final class Result {
     /** The library's outcome of the transaction. */
     public Outcome getOutcome() {
         return outcome;
+    }
+
+    /**
+     * What the event listener threw during this execute(), or null. The
+     * listener got no more events after it; the outcome is unchanged.
+     */
+    public Throwable getListenerError() {
+        return listenerError;
     }
 
     public boolean isApproved() {

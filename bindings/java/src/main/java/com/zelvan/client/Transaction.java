@@ -42,6 +42,9 @@ public final class Transaction implements AutoCloseable {
     private static final class Handle implements Runnable {
         private final ClientLibrary lib;
         private Pointer pointer;
+        // The callback the library holds, strongly referenced for as long as
+        // the handle may call it.
+        private ListenerHook hook;
 
         Handle(ClientLibrary lib, Pointer pointer) {
             this.lib = lib;
@@ -53,6 +56,36 @@ public final class Transaction implements AutoCloseable {
             if (pointer != null) {
                 lib.cleanup(pointer);
                 pointer = null;
+                hook = null;
+            }
+        }
+    }
+
+    /**
+     * Carries the library's events to one EventListener. Whatever the
+     * listener throws must not unwind into the C library: it is caught and
+     * kept, and the listener gets no more events until the next execute().
+     */
+    private static final class ListenerHook implements ClientLibrary.EventHandler {
+        private final EventListener listener;
+        private Throwable error;
+
+        ListenerHook(EventListener listener) {
+            this.listener = listener;
+        }
+
+        @Override
+        public void invoke(Pointer event, Pointer user) {
+            if (error != null) {
+                return;
+            }
+            try {
+                Event copied = Event.read(event);
+                if (copied != null) {
+                    listener.onEvent(copied);
+                }
+            } catch (Throwable thrown) {
+                error = thrown;
             }
         }
     }
@@ -177,6 +210,24 @@ public final class Transaction implements AutoCloseable {
     }
 
     /**
+     * Gives {@code listener} each {@link Event} of every later execute(), on
+     * the thread that runs it; null stops the events. The listener must be
+     * quick (its time counts against the transaction) and must not use this
+     * Transaction. What it throws never reaches the library nor changes the
+     * payment: it stops the events for the rest of that execute(), which
+     * returns or throws as it would have, with the throwable in
+     * {@link Result#getListenerError()}.
+     */
+    public synchronized void setEventListener(EventListener listener) {
+        Pointer pointer = live();
+        ListenerHook hook = listener == null ? null : new ListenerHook(listener);
+        lib.zelvanclient_set_event_handler(pointer, hook, null);
+        synchronized (handle) {
+            handle.hook = hook;
+        }
+    }
+
+    /**
      * Runs the transaction and returns its Result when the gateway decided:
      * its outcome is {@link Outcome#APPROVED} or {@link Outcome#DECLINED}.
      * Throws TransactionException for {@link Outcome#NO_DECISION} (safe to
@@ -188,8 +239,16 @@ public final class Transaction implements AutoCloseable {
      */
     public synchronized Result execute() throws TransactionException {
         Pointer pointer = live();
+        ListenerHook hook;
+        synchronized (handle) {
+            hook = handle.hook;
+        }
+        if (hook != null) {
+            hook.error = null;
+        }
         boolean completed = lib.execute(pointer) != 0;
-        Result result = new Result(completed, fields(), Outcome.of(lib.zelvanclient_outcome(pointer)));
+        Result result = new Result(completed, fields(), Outcome.of(lib.zelvanclient_outcome(pointer)),
+                hook == null ? null : hook.error);
         if (result.getOutcome() == Outcome.UNKNOWN) {
             throw new OutcomeUnknownException(result);
         }
