@@ -134,8 +134,8 @@ class BSSLContext : public BNetObject {
   // Set by loadContext() when the CA file could not be loaded.
   bool m_caFileUnloadable = false;
 
-  // Whether the held session, of the store's generation, may be offered
-  // on connection: resumable, and its gateway certificate trusted as the
+  // Whether the held session, whose gateway certificate is of the store's
+  // generation, may be offered on connection: resumable, and its gateway certificate trusted as the
   // context requires.
   bool offerable(SSL* connection, uint64_t generation);
   // The session store of the context's certificate.

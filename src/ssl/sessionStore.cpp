@@ -31,23 +31,28 @@ struct SessionStore {
   // attempt is not repeated on every transaction.
   bool attempted = false;
 
-  // The stored session as this process decoded it last, with the bytes
-  // it was decoded from, so that a purchase decodes only when another
-  // connection stored a new session. Guarded by cacheMutex, which is
+  // The stored session as this process knows it, with the bytes it was
+  // decoded from or encoded to, so that a purchase decodes only when
+  // another process stored a new session. Guarded by cacheMutex, which is
   // never held while the segment's lock is.
   std::mutex cacheMutex;
   unsigned char decodedBytes[kMaxStoredSessionLength];
   int decodedLength = 0;
   SSL_SESSION* decoded = nullptr;
-  // Changes whenever decoded does; verdicts belong to one generation.
+  // The DER form of decoded's gateway certificate (empty when it has
+  // none), and a number that changes whenever that certificate does:
+  // verdicts belong to one gateway certificate, not to one session, since
+  // every TLS 1.3 connection brings new tickets from the same gateway.
+  std::string gateway;
   uint64_t generation = 0;
-  // Whether the decoded session's gateway certificate verified, per
-  // verifier (CA file and expected name), and when that was found.
+  // Whether the gateway certificate verified, per verifier (CA file and
+  // expected name), and when that was found.
   std::map<std::string, std::pair<bool, std::chrono::steady_clock::time_point>> verdicts;
   // Held while a verdict is being reached: the copies that threads get
   // share the decoded session's gateway certificate, which OpenSSL's
   // verification writes to, so one thread verifies and the others wait
-  // for its verdict. Taken before cacheMutex, never while holding it.
+  // for its verdict. Also held to encode a certificate other threads may
+  // be verifying. Taken before cacheMutex, never while holding it.
   std::mutex verifyMutex;
 };
 
@@ -147,9 +152,38 @@ int copyOut(SessionStore* store, unsigned char* out, int maxWaits) {
   return length;
 }
 
+// The DER form of session's gateway certificate, empty when it has none.
+// The certificate must not be in use by another thread.
+std::string gatewayOf(const SSL_SESSION* session) {
+  X509* gateway = SSL_SESSION_get0_peer(const_cast<SSL_SESSION*>(session));
+  int length = gateway ? i2d_X509(gateway, nullptr) : 0;
+  if (length <= 0) return std::string();
+  std::string der(length, '\0');
+  auto* out = reinterpret_cast<unsigned char*>(&der[0]);
+  return i2d_X509(gateway, &out) == length ? der : std::string();
+}
+
+// Makes session (whose reference store takes) the decoded form of bytes.
+// A gateway certificate other than the one known starts a new generation
+// with no verdicts; the same one keeps them. Returns the generation.
+uint64_t adopt(SessionStore* store, SSL_SESSION* session, const unsigned char* bytes, int length,
+               std::string gateway) {
+  std::lock_guard<std::mutex> guard(store->cacheMutex);
+  SSL_SESSION_free(store->decoded);
+  store->decoded = session;
+  memcpy(store->decodedBytes, bytes, length);
+  store->decodedLength = length;
+  if (gateway != store->gateway) {
+    store->gateway = std::move(gateway);
+    store->generation++;
+    store->verdicts.clear();
+  }
+  return store->generation;
+}
+
 // A private copy of the session encoded in bytes, decoded only when the
-// bytes differ from those store decoded last. Null when they do not
-// decode. *generation receives the decoded session's generation.
+// bytes differ from those store knows. Null when they do not decode.
+// *generation receives the generation of the session's gateway.
 SSL_SESSION* copyOfDecoded(SessionStore* store, const unsigned char* bytes, int length, uint64_t* generation) {
   {
     std::lock_guard<std::mutex> guard(store->cacheMutex);
@@ -159,21 +193,48 @@ SSL_SESSION* copyOfDecoded(SessionStore* store, const unsigned char* bytes, int 
       return SSL_SESSION_dup(store->decoded);
     }
   }
-  // Decoded without any lock held: other threads go on meanwhile.
+  // Decoded without any lock held: other threads go on meanwhile. The
+  // fresh session's certificate is this thread's alone until adopted.
   const unsigned char* in = bytes;
   SSL_SESSION* fresh = d2i_SSL_SESSION(nullptr, &in, length);
   if (fresh == nullptr) return nullptr;
-  std::lock_guard<std::mutex> guard(store->cacheMutex);
-  SSL_SESSION_free(store->decoded);
-  store->decoded = fresh;
-  memcpy(store->decodedBytes, bytes, length);
-  store->decodedLength = length;
-  store->generation++;
-  store->verdicts.clear();
-  *generation = store->generation;
+  // Copied before it is shared: once adopted, another thread may replace
+  // and free it.
+  SSL_SESSION* copy = SSL_SESSION_dup(fresh);
+  *generation = adopt(store, fresh, bytes, length, gatewayOf(fresh));
   // Connections get copies: OpenSSL marks a session it gives up on, which
   // must not reach the copy other threads take theirs from.
-  return SSL_SESSION_dup(fresh);
+  return copy;
+}
+
+// After this process stored session as bytes, keeps a copy of it as the
+// decoded form of those bytes, so that the next purchase does not decode
+// what this process has just encoded. A copy rather than session itself:
+// the connection goes on using and changing its own session (OpenSSL
+// marks it not resumable when it removes it) while other threads copy
+// from the decoded one.
+void rememberStored(SessionStore* store, const SSL_SESSION* session, const unsigned char* bytes, int length) {
+  SSL_SESSION* kept = SSL_SESSION_dup(session);
+  if (kept == nullptr) return;
+  X509* gateway = SSL_SESSION_get0_peer(kept);
+  std::string der;
+  bool known = false;
+  {
+    // A resumed connection's session shares the known session's
+    // certificate object: its encoding is known already.
+    std::lock_guard<std::mutex> guard(store->cacheMutex);
+    if (store->decoded != nullptr && gateway == SSL_SESSION_get0_peer(store->decoded)) {
+      der = store->gateway;
+      known = true;
+    }
+  }
+  if (!known) {
+    // The certificate may be shared with copies another thread is
+    // verifying.
+    std::lock_guard<std::mutex> verifying(store->verifyMutex);
+    der = gatewayOf(kept);
+  }
+  adopt(store, kept, bytes, length, std::move(der));
 }
 
 }  // namespace
@@ -234,6 +295,7 @@ void detachSessionStore() {
     SSL_SESSION_free(store.decoded);
     store.decoded = nullptr;
     store.decodedLength = 0;
+    store.gateway.clear();
     store.generation++;
     store.verdicts.clear();
   }
@@ -256,18 +318,21 @@ int ssl_callback_NewSessionCacheEntry(SSL* ssl, SSL_SESSION* session) {
   int length = i2d_SSL_SESSION(session, nullptr);
   unsigned char* out = encoded;
   bool fits = length > 0 && length <= kMaxStoredSessionLength && i2d_SSL_SESSION(session, &out) == length;
-  StoreLock lock(fits ? store : nullptr, kStoreCallbackLockWaits);
-  if (!lock.held()) {
-    SSL_SESSION_free(session);
-    return -1;
+  {
+    StoreLock lock(fits ? store : nullptr, kStoreCallbackLockWaits);
+    if (!lock.held()) {
+      SSL_SESSION_free(session);
+      return -1;
+    }
+    SharedSessionSegment* segment = lock.segment();
+    // A reader that comes in while the bytes change (a process that
+    // started meanwhile clears the lock as it attaches) sees no session
+    // rather than the new bytes under the old length.
+    __atomic_store_n(&segment->sessionLength, 0, __ATOMIC_RELEASE);
+    memcpy(segment->sessionData, encoded, length);
+    __atomic_store_n(&segment->sessionLength, length, __ATOMIC_RELEASE);
   }
-  SharedSessionSegment* segment = lock.segment();
-  // A reader that comes in while the bytes change (a process that started
-  // meanwhile clears the lock as it attaches) sees no session rather than
-  // the new bytes under the old length.
-  __atomic_store_n(&segment->sessionLength, 0, __ATOMIC_RELEASE);
-  memcpy(segment->sessionData, encoded, length);
-  __atomic_store_n(&segment->sessionLength, length, __ATOMIC_RELEASE);
+  rememberStored(store, session, encoded, length);
   return 0;
 }
 

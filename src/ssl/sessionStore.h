@@ -107,18 +107,20 @@ bool sessionStoreAttached();
 // stored, its bytes are unusable or changed while being read, or the lock
 // could not be had. The lock is held only while the bytes are copied out;
 // they are decoded only when they differ from the ones this process
-// decoded last (another connection stored a new session), and outside any
-// lock. *generation (when not null) receives a number that changes
-// whenever the decoded session does. The caller frees the result.
+// decoded or stored last (another process stored a new session), and
+// outside any lock. *generation (when not null) receives a number that
+// changes whenever the stored session's gateway certificate does: new
+// sessions from the same gateway keep it. The caller frees the result.
 SSL_SESSION* copyStoredSession(SessionStore* store, uint64_t* generation = nullptr);
 
-// Whether the stored session of generation (from copyStoredSession())
+// Whether the gateway certificate of generation (from copyStoredSession())
 // passes verify for verifier, a text naming what verify checks against
-// (CA file, expected gateway name). verify runs once per stored session
-// and verifier, and again after kStoredSessionVerdictSeconds so that a
-// gateway certificate that expired meanwhile is noticed; its answer is
-// remembered otherwise. One thread of the process verifies at a time;
-// the others wait for its verdict.
+// (CA file, expected gateway name). verify runs once per gateway
+// certificate and verifier, and again after kStoredSessionVerdictSeconds
+// so that a gateway certificate that expired meanwhile is noticed; its
+// answer is remembered otherwise, across the sessions that certificate
+// comes with. One thread of the process verifies at a time; the others
+// wait for its verdict.
 bool storedSessionVerdict(SessionStore* store, uint64_t generation, const std::string& verifier,
                           const std::function<bool()>& verify);
 
@@ -127,8 +129,9 @@ bool storedSessionVerdict(SessionStore* store, uint64_t generation, const std::s
 void bindSessionStore(SSL_CTX* ctx, SessionStore* store);
 
 // OpenSSL's new-session callback: stores session in the store bound to
-// the connection's context, replacing the one stored. Waits at most about
-// 10 ms for the lock. TLS 1.3 sessions
+// the connection's context, replacing the one stored, and keeps a copy of
+// it as this process's decoded form of the stored bytes. Waits at most
+// about 10 ms for the lock. TLS 1.3 sessions
 // arrive here while the reply is read, TLS 1.2 ones at the end of the
 // handshake. Returns 0 (OpenSSL keeps no extra reference for the store),
 // or -1 when the context has no store, the lock cannot be had or the

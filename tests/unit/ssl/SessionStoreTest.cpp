@@ -165,7 +165,8 @@ TEST_F(SessionStoreTest, StoresSessionsOfUpTo4096Bytes) {
 }
 
 // A process decodes the stored session once and hands out copies until
-// the store changes; a verdict on it is reached once per verifier.
+// the store changes; a verdict on its gateway is reached once per
+// verifier.
 TEST_F(SessionStoreTest, DecodesAndVerifiesOncePerStoredSession) {
   BSSLContext ctx(certs().clientPem().c_str(), certs().password().c_str(), "");
   SSL* ssl = ctx.getSSLObject();
@@ -197,11 +198,98 @@ TEST_F(SessionStoreTest, DecodesAndVerifiesOncePerStoredSession) {
   ASSERT_EQ(offer(ssl, second), 0);
   SSL_SESSION* c = copyStoredSession(store, &g3);
   ASSERT_NE(c, nullptr);
-  EXPECT_NE(g3, g1) << "a new stored session is decoded";
-  EXPECT_EQ(i2d_SSL_SESSION(c, nullptr), 400);
+  EXPECT_EQ(i2d_SSL_SESSION(c, nullptr), 400) << "a new stored session is taken";
+  EXPECT_EQ(g3, g1) << "with the same (here no) gateway certificate";
   EXPECT_TRUE(storedSessionVerdict(store, g3, "ca\nhost", verify));
-  EXPECT_EQ(verifications, 3);
+  EXPECT_EQ(verifications, 2);
   for (SSL_SESSION* s : {first, second, a, b, c}) SSL_SESSION_free(s);
+}
+
+namespace {
+
+std::atomic<int> gGatewayVerifications{0};
+
+// A certificate store's verify callback that counts verifications: each
+// ends with the gateway's own certificate, at depth 0.
+int countGatewayVerifications(int ok, X509_STORE_CTX* check) {
+  if (X509_STORE_CTX_get_error_depth(check) == 0) gGatewayVerifications++;
+  return ok;
+}
+
+X509* gatewayOfStored(SessionStore* store, uint64_t* generation) {
+  SSL_SESSION* copy = copyStoredSession(store, generation);
+  X509* gateway = copy ? SSL_SESSION_get0_peer(copy) : nullptr;
+  SSL_SESSION_free(copy);  // the store's own session keeps the certificate
+  return gateway;
+}
+
+}  // namespace
+
+// Under TLS 1.3 every connection stores new tickets. The next purchase in
+// the process takes the session this process stored without decoding it
+// (its gateway certificate is still the connection's object, not a new
+// one decoded from the bytes), and the gateway certificate verified once
+// is not verified again for the new sessions. Bytes another process wrote
+// are decoded once; another gateway certificate is verified on its own.
+TEST_F(SessionStoreTest, NewTicketsFromTheSameGatewayAreNeitherDecodedNorVerifiedAgain) {
+  TlsTestServer server(certs(), greet);
+  BSSLContext ctx(certs().clientPem().c_str(), certs().password().c_str(), certs().caCert().c_str());
+  SSL* ssl = ctx.getSSLObject();
+  ASSERT_NE(ssl, nullptr);
+  SSL_set_min_proto_version(ssl, TLS1_3_VERSION);
+  X509_STORE_set_verify_cb(SSL_CTX_get_cert_store(SSL_get_SSL_CTX(ssl)), countGatewayVerifications);
+  SessionStore* store = sessionStoreFor(certs().clientPem().c_str());
+  SharedSessionSegment* segment = storeSegment(store);
+  gGatewayVerifications = 0;
+
+  ASSERT_TRUE(handshakeOnce(ctx, server));
+  EXPECT_EQ(gGatewayVerifications, 1) << "the full handshake";
+  uint64_t generation = 0, now = 0;
+  X509* gateway = gatewayOfStored(store, &generation);
+  ASSERT_NE(gateway, nullptr);
+  std::vector<unsigned char> previous = storedBytes(segment);
+  for (int purchase = 2; purchase <= 4; purchase++) {
+    SCOPED_TRACE(purchase);
+    ASSERT_TRUE(handshakeOnce(ctx, server));
+    EXPECT_EQ(gGatewayVerifications, 2) << "the stored session's gateway, verified at the first resumption only";
+    EXPECT_NE(storedBytes(segment), previous) << "new tickets were stored";
+    previous = storedBytes(segment);
+    EXPECT_EQ(gatewayOfStored(store, &now), gateway) << "not decoded";
+    EXPECT_EQ(now, generation);
+  }
+
+  // Another process's bytes: the same gateway in a session of its own.
+  SSL_SESSION* theirs = copyStoredSession(store);
+  ASSERT_NE(theirs, nullptr);
+  SSL_SESSION_set_timeout(theirs, SSL_SESSION_get_timeout(theirs) - 1);
+  std::vector<unsigned char> bytes(i2d_SSL_SESSION(theirs, nullptr));
+  unsigned char* out = bytes.data();
+  i2d_SSL_SESSION(theirs, &out);
+  SSL_SESSION_free(theirs);
+  ASSERT_LE(bytes.size(), sizeof segment->sessionData);
+  {
+    StoreLock lock(store);
+    ASSERT_TRUE(lock.held());
+    memcpy(segment->sessionData, bytes.data(), bytes.size());
+    segment->sessionLength = static_cast<int32_t>(bytes.size());
+  }
+  X509* decoded = gatewayOfStored(store, &now);
+  EXPECT_NE(decoded, gateway) << "decoded";
+  EXPECT_EQ(now, generation) << "the same gateway certificate";
+  EXPECT_EQ(gatewayOfStored(store, &now), decoded) << "decoded once";
+  ASSERT_TRUE(handshakeOnce(ctx, server));
+  EXPECT_EQ(gGatewayVerifications, 2) << "its verdict stands";
+
+  SSL_SESSION* unverified = sessionEncodedIn(ssl, 300);
+  ASSERT_EQ(offer(ssl, unverified), 0);
+  EXPECT_NE(gatewayOfStored(store, &now), gateway);
+  EXPECT_NE(now, generation) << "a session without that gateway certificate";
+  SSL_SESSION_free(unverified);
+  X509_STORE_set_verify_cb(SSL_CTX_get_cert_store(SSL_get_SSL_CTX(ssl)), nullptr);
+
+  auto seen = server.waitForConnections(5);
+  ASSERT_EQ(seen.size(), 5u);
+  for (size_t i = 1; i < seen.size(); i++) EXPECT_TRUE(seen[i].resumed) << i;
 }
 
 // A removal clears the stored session only when it names that session and
