@@ -97,25 +97,37 @@ bool GatewayServer::setUpTls(std::string* error) {
 }
 
 bool GatewayServer::listen(std::string* error) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(static_cast<uint16_t>(m_options.port));
-  if (inet_pton(AF_INET, m_options.bindAddress.c_str(), &address.sin_addr) != 1) {
-    *error = "not an IPv4 address: " + m_options.bindAddress;
+  // An IPv4 address ("127.0.0.1") or an IPv6 one, with or without brackets
+  // ("::1", "[::1]"), so that clients can be tested over either.
+  std::string host = m_options.bindAddress;
+  if (host.size() > 2 && host.front() == '[' && host.back() == ']') host = host.substr(1, host.size() - 2);
+  sockaddr_storage address{};
+  socklen_t length = 0;
+  auto* v4 = reinterpret_cast<sockaddr_in*>(&address);
+  auto* v6 = reinterpret_cast<sockaddr_in6*>(&address);
+  if (inet_pton(AF_INET, host.c_str(), &v4->sin_addr) == 1) {
+    v4->sin_family = AF_INET;
+    v4->sin_port = htons(static_cast<uint16_t>(m_options.port));
+    length = sizeof(sockaddr_in);
+  } else if (inet_pton(AF_INET6, host.c_str(), &v6->sin6_addr) == 1) {
+    v6->sin6_family = AF_INET6;
+    v6->sin6_port = htons(static_cast<uint16_t>(m_options.port));
+    length = sizeof(sockaddr_in6);
+  } else {
+    *error = "not an IPv4 or IPv6 address: " + m_options.bindAddress;
     return false;
   }
-  m_listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  m_listener = socket(address.ss_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
   int on = 1;
-  socklen_t length = sizeof(address);
   if (m_listener < 0 || setsockopt(m_listener, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on)) != 0 ||
-      bind(m_listener, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0 ||
+      bind(m_listener, reinterpret_cast<sockaddr*>(&address), length) != 0 ||
       ::listen(m_listener, 128) != 0 ||
       getsockname(m_listener, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
     *error = "cannot listen on " + m_options.bindAddress + ":" + std::to_string(m_options.port) + ": " +
              std::strerror(errno);
     return false;
   }
-  m_port = ntohs(address.sin_port);
+  m_port = ntohs(address.ss_family == AF_INET6 ? v6->sin6_port : v4->sin_port);
   return true;
 }
 

@@ -61,7 +61,7 @@ const char* usageText() {
          "  --key FILE                server private key, PEM (unencrypted)\n"
          "  --ca FILE                 require client certificates verified against FILE\n"
          "  --port N                  port to listen on; 0 (default) picks a free one\n"
-         "  --bind ADDR               IPv4 address to listen on (default 127.0.0.1)\n"
+         "  --bind ADDR               IPv4 or IPv6 address to listen on (default 127.0.0.1)\n"
          "  --no-resume               refuse TLS session resumption\n"
          "  --no-tickets              resume by session ID only, no session tickets\n"
          "  --tls13-only              refuse TLS 1.2 (TLS 1.2 and 1.3 by default)\n"
