@@ -31,46 +31,23 @@ describe('transactions against the simulator', () => {
       .set('TRANSACTIONTYPE', 'PURCHASE').set('CARDDATA', card).set('CVC2', '123').set('AMOUNT', '12.50');
   }
 
-  it('approves a purchase, masks card data and keeps them out of the string form', () => {
-    const t = purchase();
-    const result = t.execute();
-    assert.ok(result.approved && result.completed && !result.declined && !result.outcomeUnknown);
-    assert.deepEqual([result.result, result.responseCode, result.responseText], ['0', '00', 'APPROVED']);
-    assert.match(result.txnReference, /^ZS/);
-    assert.equal(result.fields.CARDDATA, '411111XXXXXX1111');
-    assert.equal(t.get('CVC2'), '***');
-    assert.deepEqual(Object.keys(result.fields).filter((name) => name.startsWith('_')), []);
-    for (const text of [String(result), util.inspect(result), JSON.stringify({ result })]) {
-      assert.match(text, /approved/);
-      assert.doesNotMatch(text, /411111|1111|CARDDATA/);
+  // Outcomes, fields and refusals are checked through this binding by the
+  // transaction cases (tests/data); these tests check the binding's own types.
+  it('gives typed results and errors, from execute and executeAsync, with card-free string forms', async () => {
+    for (const result of [purchase().execute(), await purchase().executeAsync()]) {
+      assert.ok(result.approved && result.completed && !result.declined && !result.outcomeUnknown);
+      assert.deepEqual([result.result, result.responseCode, result.responseText], ['0', '00', 'APPROVED']);
+      assert.deepEqual(Object.keys(result.fields).filter((name) => name.startsWith('_')), []);
+      for (const text of [String(result), util.inspect(result), JSON.stringify({ result })]) {
+        assert.match(text, /approved/);
+        assert.doesNotMatch(text, /411111|1111|CARDDATA/);
+      }
     }
-  });
-
-  it('returns declines as results and throws on failures, from execute and executeAsync', async () => {
-    for (const result of [purchase('4000000000000002').execute(), await purchase('4000000000000002').executeAsync()]) {
-      assert.ok(result.completed && result.declined && !result.approved);
-      assert.deepEqual([result.result, result.responseCode], ['1', '05']);
-    }
-    for (const run of [(t) => t.execute(), (t) => t.executeAsync()]) {
-      await assert.rejects(async () => run(purchase(CARD, 'wrong')), (failure) => {
-        assert.ok(failure instanceof zelvan.TransactionError, String(failure));
-        assert.deepEqual([failure.error, failure.result, failure.outcome.completed, failure.outcome.outcome],
-          ['UNABLE TO INITIALISE SSL.', '-1', false, zelvan.Outcome.NO_DECISION]);
-        assert.ok(failure.message.startsWith('UNABLE TO INITIALISE SSL.'));
-        return true;
-      });
-    }
-  });
-
-  it('reads every outcome from the library', async () => {
-    const env = process.env;
-    assert.equal(purchase(CARD, PASSWORD, env.ZV_DECLINING_SIM_PORT).execute().outcome, zelvan.Outcome.DECLINED);
-    assert.throws(() => purchase(CARD, PASSWORD, env.ZV_REFUSED_PORT).execute(), (failure) =>
-      failure instanceof zelvan.TransactionError && !(failure instanceof zelvan.OutcomeUnknownError)
-        && failure.outcome.outcome === zelvan.Outcome.NO_DECISION);
-    await assert.rejects(purchase(CARD, PASSWORD, env.ZV_LOST_SIM_PORT).executeAsync(), (failure) =>
-      failure instanceof zelvan.OutcomeUnknownError && failure.outcome.outcome === zelvan.Outcome.UNKNOWN
-        && /^ZS/.test(failure.txnReference) && failure.message.includes(failure.txnReference));
+    await assert.rejects(purchase(CARD, 'wrong').executeAsync(), (failure) =>
+      failure instanceof zelvan.TransactionError && failure.message.startsWith('UNABLE TO INITIALISE SSL.'));
+    await assert.rejects(purchase(CARD, PASSWORD, process.env.ZV_LOST_SIM_PORT).executeAsync(), (failure) =>
+      failure instanceof zelvan.OutcomeUnknownError && /^ZS/.test(failure.txnReference)
+        && failure.message.includes(failure.txnReference));
   });
 
   it('keeps card data out of the errors of transactions refused before connecting', () => {
@@ -89,18 +66,13 @@ describe('transactions against the simulator', () => {
     });
   });
 
-  it('refuses text the message cannot carry before anything is sent', () => {
+  it('refuses text without showing it, and keeps "=" in local fields', () => {
     const t = purchase();
-    for (const [name, value] of [['AMOUNT', '1\r\nAMOUNT=1000'], ['AMOUNT', '1\n'], ['AMOUNT', '1\0'],
-      ['ORDERREF', 'a=b'], ['AM=OUNT', '1'], ['', '1']]) {
-      assert.throws(() => t.set(name, value), (error) => error instanceof TypeError
-        && error.code === 'ERR_INVALID_ARG_VALUE' && !error.message.includes(value), JSON.stringify([name, value]));
-    }
+    assert.throws(() => t.set('ORDERREF', 'secret=1'), (error) => error instanceof TypeError
+      && error.code === 'ERR_INVALID_ARG_VALUE' && !error.message.includes('secret'));
     assert.throws(() => t.set('AMOUNT', 12.5), { code: 'ERR_INVALID_ARG_TYPE' });
-    assert.throws(() => t.setServers('127.0.0.1\nevil'), TypeError);
     // Local fields never travel, so "=" is theirs to hold.
     assert.equal(t.set('_NOTE', 'a=b').get('_NOTE'), 'a=b');
-    assert.equal(t.get('AMOUNT'), '12.50');
   });
 
   // A simulator's counters, from the file that variable names.

@@ -41,14 +41,15 @@ function purchase(string $card = CARD, ?string $password = null, string $port = 
     return $t;
 }
 
-function testApprovedPurchaseMasksCardData(): void
+// Outcomes, fields and refusals are checked through this binding by the
+// transaction cases (tests/data); these tests check the binding's own types.
+function testResultAndExceptionTypes(): void
 {
     $t = purchase();
     $result = $t->execute();
     check($result->approved() && !$result->declined() && !$result->outcomeUnknown(), 'approved');
     check([$result->result(), $result->responseCode(), $result->responseText()] === ['0', '00', 'APPROVED'], 'codes');
     check(str_starts_with($result->authCode(), 'A') && str_starts_with($result->txnReference(), 'ZS'), 'auth code and reference');
-    check($result->field('CARDDATA') === '411111XXXXXX1111' && $t->get('CVC2') === '***', 'card data masked');
     check(preg_grep('/^_/', array_keys($result->fields)) === [], 'no local field in the result');
     check(isset($t->fields(true)['_CERTIFICATEPASSWORD']), 'local fields on request');
     check(str_contains((string) $result, 'approved') && !str_contains((string) $result, '411111'), 'string form');
@@ -59,41 +60,11 @@ function testApprovedPurchaseMasksCardData(): void
         check(false, 'a closed transaction is refused');
     } catch (LogicException) {
     }
-}
-
-function testDeclineIsAResultAndAFailureThrowsWithTheBundleTexts(): void
-{
-    $result = purchase('4000000000000002')->execute();
-    check($result->declined() && !$result->approved() && $result->result() === '1', 'declined');
-    check($result->responseCode() === '05', 'decline code');
-    try {
-        purchase(CARD, 'wrong')->execute();
-        check(false, 'execute() throws');
-    } catch (TransactionException $e) {
-        $error = 'UNABLE TO INITIALISE SSL.';
-        check($e->outcome->error() === $error && $e->outcome->result() === '-1', 'failure texts');
-        check(!$e->outcome->completed && $e->outcome->outcome === Outcome::NoDecision, 'no exchange');
-        check(str_starts_with($e->getMessage(), $error) && !str_contains($e->getMessage(), CARD), 'failure message');
-    }
-}
-
-function testEachOutcomeComesFromTheLibrary(): void
-{
-    check(purchase(CARD, null, 'ZV_DECLINING_SIM_PORT')->execute()->outcome === Outcome::Declined, 'declined');
-    try {
-        purchase(CARD, null, 'ZV_REFUSED_PORT')->execute();
-        check(false, 'a refused connection throws');
-    } catch (OutcomeUnknownException $e) {
-        check(false, 'a refused connection is no decision');
-    } catch (TransactionException $e) {
-        check($e->outcome->outcome === Outcome::NoDecision, 'no decision');
-    }
     try {
         purchase(CARD, null, 'ZV_LOST_SIM_PORT')->execute();
         check(false, 'a lost final response throws');
     } catch (OutcomeUnknownException $e) {
-        check($e->outcome->outcome === Outcome::Unknown && str_starts_with($e->txnReference() ?? '', 'ZS'), 'unknown');
-        check(str_contains($e->getMessage(), $e->txnReference()), 'reference in the message');
+        check(str_starts_with($e->txnReference() ?? '', 'ZS') && str_contains($e->getMessage(), $e->txnReference()), 'reference in the message');
     }
 }
 
@@ -116,31 +87,23 @@ function testNoCardDataInErrorsOfTransactionsRefusedBeforeConnecting(): void
         check(false, 'a wrong password throws');
     } catch (TransactionException $e) {
         check($shows((string) $e . $e->outcome . print_r($e->outcome->fields, true)) === [], 'no card data shown');
+        check(str_starts_with($e->getMessage(), 'UNABLE TO INITIALISE SSL.'), 'failure message');
         check([$e->outcome->field('CARDDATA'), $e->outcome->field('CVC2'), $e->outcome->field('CARDEXPIRYDATE')]
             === ['411111XXXXXX1111', '***', '****'], 'card data masked');
     }
 }
 
-function testFieldsTheMessageCannotCarryAreRefused(): void
+function testRefusalsShowNoValueAndLocalFieldsHoldEquals(): void
 {
     $t = new Transaction();
-    foreach ([['AMOUNT', "1\r\nAMOUNT=1000"], ['AMOUNT', "1\n"], ['AMOUNT', "1\0"], ['ORDERREF', 'secret=b'],
-              ['AM=OUNT', '1'], ['', '1'], ["AMOUNT\r", '1']] as [$name, $value]) {
+    foreach ([['ORDERREF', 'secret=b'], ['AMOUNT', "1\r\nAMOUNT=1000"]] as [$name, $value]) {
         try {
             $t->set($name, $value);
-            check(false, 'refused: ' . json_encode([$name, $value]));
+            check(false, "refused: $name");
         } catch (InvalidArgumentException $e) {
             check(!str_contains($e->getMessage(), 'secret') && !str_contains($e->getMessage(), '1000'), 'no value in the message');
         }
     }
-    foreach ([fn () => $t->setServers("127.0.0.1\nSERVER1=evil"), fn () => $t->setPort('1=2')] as $setting) {
-        try {
-            $setting();
-            check(false, 'refused setting');
-        } catch (InvalidArgumentException) {
-        }
-    }
-    check($t->fields(true) === [], 'nothing stored');
     // Local fields never travel, so "=" is theirs to hold.
     $t->setCertificatePassword('pa=ss');
     check($t->fields(true) === ['_CERTIFICATEPASSWORD' => 'pa=ss'], 'local field with "="');
