@@ -1,18 +1,13 @@
 """The Python binding driving real transactions against the gateway simulator.
 
-Environment: ZELVAN_LIBRARY (the library under test), ZV_GATEWAY_SIM,
-ZV_CERTGEN, ZV_PYTHON_EXAMPLES (bindings/python/examples).
+Environment: ZELVAN_LIBRARY (the library under test), ZV_GATEWAY_SIM and
+ZV_CERTGEN.
 """
 
-import os
-import subprocess
-import sys
 import unittest
 
 import zelvan
 from gateway_sim import SimulatorTestCase, TestCertificates
-
-EXAMPLES = os.environ["ZV_PYTHON_EXAMPLES"]
 
 
 class SimulatorTest(SimulatorTestCase):
@@ -72,18 +67,6 @@ class ExecuteTest(SimulatorTest):
                 self.assertNotIn(secret, shown)
             self.assertEqual([failure.outcome.fields[n] for n in ("CARDDATA", "CVC2", "CARDEXPIRYDATE")],
                              ["411111XXXXXX1111", "***", "****"])
-
-    def test_example_script_runs_a_purchase(self):
-        sim = self.simulator()
-        command = [sys.executable, os.path.join(EXAMPLES, "purchase.py"), "--server", "127.0.0.1",
-                   "--port", str(sim.port), "--certificate", self.certs.client_p12,
-                   "--ca-file", self.certs.ca, "4111111111111111", "12.50"]
-        env = dict(os.environ, ZELVAN_CERT_PASSWORD=TestCertificates.PASSWORD)
-        done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, env=env)
-        self.assertEqual(done.returncode, 0, done.stdout)
-        self.assertIn("approved: APPROVED", done.stdout)
-        self.assertIn("card 411111XXXXXX1111", done.stdout)
-
 
 class BundleTest(unittest.TestCase):
     def test_fields_behave_like_a_mapping_of_text(self):

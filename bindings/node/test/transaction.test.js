@@ -5,7 +5,6 @@
 // ZV_CERT_PASSWORD.
 
 const assert = require('node:assert/strict');
-const { execFile } = require('node:child_process');
 const path = require('node:path');
 const { after, describe, it } = require('node:test');
 const util = require('node:util');
@@ -138,14 +137,6 @@ describe('transactions against the simulator', () => {
     assert.ok(ticks > 0, 'the event loop did not run while the transactions did');
   });
 
-  it('runs the example purchase', async () => {
-    const example = path.join(__dirname, '..', 'examples', 'purchase.js');
-    const { stdout } = await util.promisify(execFile)(process.execPath, [example, '--server', '127.0.0.1',
-      '--port', process.env.ZV_SIM_PORT, '--certificate', certificate('client.p12'),
-      '--ca-file', certificate('ca.pem'), CARD, '12.50'], { env: { ...process.env, ZELVAN_CERT_PASSWORD: PASSWORD } });
-    assert.match(stdout, /approved: APPROVED/);
-    assert.match(stdout, /card 411111XXXXXX1111/);
-  });
 });
 
 describe('a transaction handle', () => {

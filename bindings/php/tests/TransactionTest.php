@@ -109,19 +109,6 @@ function testRefusalsShowNoValueAndLocalFieldsHoldEquals(): void
     check($t->fields(true) === ['_CERTIFICATEPASSWORD' => 'pa=ss'], 'local field with "="');
 }
 
-function testExamplePurchase(): void
-{
-    $dir = getenv('ZV_CERT_DIR');
-    $command = [PHP_BINARY, __DIR__ . '/../examples/purchase.php', '--server', '127.0.0.1', '--port', getenv('ZV_SIM_PORT'),
-        '--certificate', "$dir/client.p12", '--ca-file', "$dir/ca.pem", CARD, '12.50'];
-    $env = getenv() + ['ZELVAN_CERT_PASSWORD' => getenv('ZV_CERT_PASSWORD')];
-    $process = proc_open($command, [1 => ['pipe', 'w']], $pipes, null, $env);
-    $output = stream_get_contents($pipes[1]);
-    fclose($pipes[1]);
-    check(proc_close($process) === 0, "example exit status: $output");
-    check(str_contains($output, 'approved: APPROVED') && str_contains($output, 'card 411111XXXXXX1111'), "example output: $output");
-}
-
 /** @return array{list<Event>, Zelvan\Result} $t's events and Result, with a handler that keeps them */
 function collect(Transaction $t): array
 {
