@@ -1,18 +1,13 @@
 """The Python binding driving real transactions against the gateway simulator.
 
-Environment: ZELVAN_LIBRARY (the library under test), ZV_GATEWAY_SIM,
-ZV_CERTGEN, ZV_PYTHON_EXAMPLES (bindings/python/examples).
+Environment: ZELVAN_LIBRARY (the library under test), ZV_GATEWAY_SIM and
+ZV_CERTGEN.
 """
 
-import os
-import subprocess
-import sys
 import unittest
 
 import zelvan
-from gateway_sim import SimulatorTestCase, TestCertificates, free_port
-
-EXAMPLES = os.environ["ZV_PYTHON_EXAMPLES"]
+from gateway_sim import SimulatorTestCase, TestCertificates
 
 
 class SimulatorTest(SimulatorTestCase):
@@ -34,64 +29,23 @@ class SimulatorTest(SimulatorTestCase):
 
 
 class ExecuteTest(SimulatorTest):
-    def test_approved_purchase_gives_reply_fields_and_masks_card_data(self):
+    # Outcomes, fields and refusals are checked through this binding by the
+    # transaction cases (tests/data); these tests check the binding's own types.
+    def test_result_and_error_types(self):
         sim = self.simulator()
         with self.purchase(sim) as t:
             result = t.execute()
             self.assertTrue(result.approved and result.completed)
-            self.assertIs(result.outcome, zelvan.Outcome.APPROVED)
             self.assertEqual((result.result, result.response_code, result.response_text), ("0", "00", "APPROVED"))
-            self.assertTrue(result.auth_code.startswith("A"), result.auth_code)
-            self.assertTrue(result.txn_reference.startswith("ZS"), result.txn_reference)
+            self.assertTrue(result.auth_code.startswith("A") and result.txn_reference.startswith("ZS"))
             self.assertIsNone(result.error)
-            self.assertEqual(result.fields["CARDDATA"], "411111XXXXXX1111")
-            self.assertEqual((t["CARDDATA"], t["CVC2"], t["CARDEXPIRYDATE"]), ("411111XXXXXX1111", "***", "****"))
             self.assertEqual([name for name in result.fields if name.startswith("_")], [])
-            self.assertIn("TIMINGS", result.fields)
             self.assertIn("_CERTIFICATEPASSWORD", t.fields(include_local=True))
-
-    def test_declined_card_is_a_result_and_a_library_failure_raises(self):
-        sim = self.simulator()
-        with self.purchase(sim, card="4000000000000002") as t:
-            result = t.execute()
-            self.assertTrue(result.completed and not result.approved)
-            self.assertIs(result.outcome, zelvan.Outcome.DECLINED)
-            self.assertEqual((result.result, result.response_code), ("1", "05"))
-        with self.purchase(sim, password="wrong") as t:
-            with self.assertRaises(zelvan.TransactionError) as raised:
-                t.execute()
-            failure = raised.exception
-            self.assertEqual((failure.error, failure.result), ("UNABLE TO INITIALISE SSL.", "-1"))
-            self.assertFalse(failure.outcome.completed)
-            self.assertIs(failure.outcome.outcome, zelvan.Outcome.NO_DECISION)
-            self.assertTrue(failure.error_detail)
-            self.assertIn("UNABLE TO INITIALISE SSL.", str(failure))
-
-    def test_gateway_error_reply_raises_although_the_exchange_completed(self):
-        sim = self.simulator("--fault", "first-error")
-        with self.purchase(sim) as t:
-            with self.assertRaises(zelvan.TransactionError) as raised:
-                t.execute()
-            failure = raised.exception
-            self.assertEqual((failure.error, failure.result), ("SIMULATED GATEWAY ERROR", "2"))
-            self.assertTrue(failure.outcome.completed)
-            self.assertIs(failure.outcome.outcome, zelvan.Outcome.NO_DECISION)
-
-    def test_each_outcome_comes_from_the_library(self):
-        declining = self.simulator("--reply-field", "RESULT=5")
-        with self.purchase(declining) as t:
-            self.assertIs(t.execute().outcome, zelvan.Outcome.DECLINED)
-        with self.purchase(free_port()) as t:
-            with self.assertRaises(zelvan.TransactionError) as refused:
-                t.execute()
-            self.assertNotIsInstance(refused.exception, zelvan.OutcomeUnknownError)
-            self.assertIs(refused.exception.outcome.outcome, zelvan.Outcome.NO_DECISION)
         lost = self.simulator("--fault", "close-before-final", "--status-fault", "close-before-final")
         with self.purchase(lost) as t:
             with self.assertRaises(zelvan.OutcomeUnknownError) as unknown:
                 t.execute()
             failure = unknown.exception
-            self.assertIs(failure.outcome.outcome, zelvan.Outcome.UNKNOWN)
             self.assertTrue(failure.txn_reference.startswith("ZS"), failure.txn_reference)
             self.assertIn(failure.txn_reference, str(failure))
 
@@ -107,22 +61,12 @@ class ExecuteTest(SimulatorTest):
                 t.execute()
             failure = raised.exception
             shown = " ".join([str(failure), repr(failure), repr(failure.outcome), repr(failure.outcome.fields)])
+            self.assertTrue(failure.error_detail)
+            self.assertIn(failure.error, str(failure))
             for secret in ("4111111111111111", "1230", "123'", "not-the-password"):
                 self.assertNotIn(secret, shown)
             self.assertEqual([failure.outcome.fields[n] for n in ("CARDDATA", "CVC2", "CARDEXPIRYDATE")],
                              ["411111XXXXXX1111", "***", "****"])
-
-    def test_example_script_runs_a_purchase(self):
-        sim = self.simulator()
-        command = [sys.executable, os.path.join(EXAMPLES, "purchase.py"), "--server", "127.0.0.1",
-                   "--port", str(sim.port), "--certificate", self.certs.client_p12,
-                   "--ca-file", self.certs.ca, "4111111111111111", "12.50"]
-        env = dict(os.environ, ZELVAN_CERT_PASSWORD=TestCertificates.PASSWORD)
-        done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, env=env)
-        self.assertEqual(done.returncode, 0, done.stdout)
-        self.assertIn("approved: APPROVED", done.stdout)
-        self.assertIn("card 411111XXXXXX1111", done.stdout)
-
 
 class BundleTest(unittest.TestCase):
     def test_fields_behave_like_a_mapping_of_text(self):
@@ -140,21 +84,18 @@ class BundleTest(unittest.TestCase):
             self.assertEqual(t.fields(), {"AMOUNT": "12.50", "QUANTITY": "3", "NAME": "Zoë Müller"})
             self.assertEqual(t.fields(include_local=True)["_CERTIFICATEPASSWORD"], "secret")
 
-    def test_text_that_would_corrupt_the_message_is_refused(self):
+    def test_refusals_show_no_value_and_local_fields_hold_equals(self):
         with zelvan.Transaction() as t:
-            for name, value in [("AMOUNT", "1\r\nAMOUNT=1000"), ("AMOUNT", "1\n"), ("AMOUNT", "1\0"),
-                                ("ORDERREF", "a=b"), ("AM=OUNT", "1"), ("", "1"), ("AMOUNT\r\n", "1")]:
-                with self.assertRaises(ValueError, msg=repr((name, value))) as refused:
+            for name, value in [("ORDERREF", "secret=1"), ("AMOUNT", "1\r\nAMOUNT=1000")]:
+                with self.assertRaises(ValueError) as refused:
                     t[name] = value
-                self.assertNotIn(repr(value), str(refused.exception))
+                self.assertNotIn("secret", str(refused.exception))
+                self.assertNotIn("1000", str(refused.exception))
             with self.assertRaises(TypeError):
                 t["AMOUNT"] = 12.5
-            self.assertEqual(t.fields(), {})
             # Local fields never travel, so "=" is theirs to hold.
             t.set_certificate_password("pa=ss")
-            t["_CAFILE"] = "/etc/ca=1.pem"
-            self.assertEqual(t.fields(include_local=True),
-                             {"_CERTIFICATEPASSWORD": "pa=ss", "_CAFILE": "/etc/ca=1.pem"})
+            self.assertEqual(t.fields(include_local=True), {"_CERTIFICATEPASSWORD": "pa=ss"})
 
     def test_flush_empties_and_close_ends_the_handle(self):
         t = zelvan.Transaction()

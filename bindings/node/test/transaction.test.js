@@ -1,14 +1,10 @@
 'use strict';
 // The Node.js binding driving real transactions against the gateway
-// simulator that tests/support/with_gateway_sim.py starts. Environment:
-// ZELVAN_LIBRARY, ZV_SIM_PORT, ZV_CERT_DIR and ZV_CERT_PASSWORD, and the
-// simulators' counter files ZV_SIM_STATS and ZV_LOST_SIM_STATS. The tests
-// of one file run in turn, so that counters compared before and after a
-// test count that test's exchanges alone.
+// simulators that tests/support/with_gateway_sim.py starts. Environment:
+// ZELVAN_LIBRARY, ZV_SIM_PORT, ZV_LOST_SIM_PORT, ZV_CERT_DIR and
+// ZV_CERT_PASSWORD.
 
 const assert = require('node:assert/strict');
-const { execFile } = require('node:child_process');
-const fs = require('node:fs');
 const path = require('node:path');
 const { after, describe, it } = require('node:test');
 const util = require('node:util');
@@ -31,46 +27,23 @@ describe('transactions against the simulator', () => {
       .set('TRANSACTIONTYPE', 'PURCHASE').set('CARDDATA', card).set('CVC2', '123').set('AMOUNT', '12.50');
   }
 
-  it('approves a purchase, masks card data and keeps them out of the string form', () => {
-    const t = purchase();
-    const result = t.execute();
-    assert.ok(result.approved && result.completed && !result.declined && !result.outcomeUnknown);
-    assert.deepEqual([result.result, result.responseCode, result.responseText], ['0', '00', 'APPROVED']);
-    assert.match(result.txnReference, /^ZS/);
-    assert.equal(result.fields.CARDDATA, '411111XXXXXX1111');
-    assert.equal(t.get('CVC2'), '***');
-    assert.deepEqual(Object.keys(result.fields).filter((name) => name.startsWith('_')), []);
-    for (const text of [String(result), util.inspect(result), JSON.stringify({ result })]) {
-      assert.match(text, /approved/);
-      assert.doesNotMatch(text, /411111|1111|CARDDATA/);
+  // Outcomes, fields and refusals are checked through this binding by the
+  // transaction cases (tests/data); these tests check the binding's own types.
+  it('gives typed results and errors, from execute and executeAsync, with card-free string forms', async () => {
+    for (const result of [purchase().execute(), await purchase().executeAsync()]) {
+      assert.ok(result.approved && result.completed && !result.declined && !result.outcomeUnknown);
+      assert.deepEqual([result.result, result.responseCode, result.responseText], ['0', '00', 'APPROVED']);
+      assert.deepEqual(Object.keys(result.fields).filter((name) => name.startsWith('_')), []);
+      for (const text of [String(result), util.inspect(result), JSON.stringify({ result })]) {
+        assert.match(text, /approved/);
+        assert.doesNotMatch(text, /411111|1111|CARDDATA/);
+      }
     }
-  });
-
-  it('returns declines as results and throws on failures, from execute and executeAsync', async () => {
-    for (const result of [purchase('4000000000000002').execute(), await purchase('4000000000000002').executeAsync()]) {
-      assert.ok(result.completed && result.declined && !result.approved);
-      assert.deepEqual([result.result, result.responseCode], ['1', '05']);
-    }
-    for (const run of [(t) => t.execute(), (t) => t.executeAsync()]) {
-      await assert.rejects(async () => run(purchase(CARD, 'wrong')), (failure) => {
-        assert.ok(failure instanceof zelvan.TransactionError, String(failure));
-        assert.deepEqual([failure.error, failure.result, failure.outcome.completed, failure.outcome.outcome],
-          ['UNABLE TO INITIALISE SSL.', '-1', false, zelvan.Outcome.NO_DECISION]);
-        assert.ok(failure.message.startsWith('UNABLE TO INITIALISE SSL.'));
-        return true;
-      });
-    }
-  });
-
-  it('reads every outcome from the library', async () => {
-    const env = process.env;
-    assert.equal(purchase(CARD, PASSWORD, env.ZV_DECLINING_SIM_PORT).execute().outcome, zelvan.Outcome.DECLINED);
-    assert.throws(() => purchase(CARD, PASSWORD, env.ZV_REFUSED_PORT).execute(), (failure) =>
-      failure instanceof zelvan.TransactionError && !(failure instanceof zelvan.OutcomeUnknownError)
-        && failure.outcome.outcome === zelvan.Outcome.NO_DECISION);
-    await assert.rejects(purchase(CARD, PASSWORD, env.ZV_LOST_SIM_PORT).executeAsync(), (failure) =>
-      failure instanceof zelvan.OutcomeUnknownError && failure.outcome.outcome === zelvan.Outcome.UNKNOWN
-        && /^ZS/.test(failure.txnReference) && failure.message.includes(failure.txnReference));
+    await assert.rejects(purchase(CARD, 'wrong').executeAsync(), (failure) =>
+      failure instanceof zelvan.TransactionError && failure.message.startsWith('UNABLE TO INITIALISE SSL.'));
+    await assert.rejects(purchase(CARD, PASSWORD, process.env.ZV_LOST_SIM_PORT).executeAsync(), (failure) =>
+      failure instanceof zelvan.OutcomeUnknownError && /^ZS/.test(failure.txnReference)
+        && failure.message.includes(failure.txnReference));
   });
 
   it('keeps card data out of the errors of transactions refused before connecting', () => {
@@ -89,29 +62,14 @@ describe('transactions against the simulator', () => {
     });
   });
 
-  it('refuses text the message cannot carry before anything is sent', () => {
+  it('refuses text without showing it, and keeps "=" in local fields', () => {
     const t = purchase();
-    for (const [name, value] of [['AMOUNT', '1\r\nAMOUNT=1000'], ['AMOUNT', '1\n'], ['AMOUNT', '1\0'],
-      ['ORDERREF', 'a=b'], ['AM=OUNT', '1'], ['', '1']]) {
-      assert.throws(() => t.set(name, value), (error) => error instanceof TypeError
-        && error.code === 'ERR_INVALID_ARG_VALUE' && !error.message.includes(value), JSON.stringify([name, value]));
-    }
+    assert.throws(() => t.set('ORDERREF', 'secret=1'), (error) => error instanceof TypeError
+      && error.code === 'ERR_INVALID_ARG_VALUE' && !error.message.includes('secret'));
     assert.throws(() => t.set('AMOUNT', 12.5), { code: 'ERR_INVALID_ARG_TYPE' });
-    assert.throws(() => t.setServers('127.0.0.1\nevil'), TypeError);
     // Local fields never travel, so "=" is theirs to hold.
     assert.equal(t.set('_NOTE', 'a=b').get('_NOTE'), 'a=b');
-    assert.equal(t.get('AMOUNT'), '12.50');
   });
-
-  // A simulator's counters, from the file that variable names.
-  function simStats(variable) {
-    const stats = {};
-    for (const line of fs.readFileSync(process.env[variable], 'utf8').split('\n')) {
-      const [name, value] = line.split('=');
-      if (value !== undefined) stats[name] = Number(value);
-    }
-    return stats;
-  }
 
   // Runs t (with execute or executeAsync) with a handler that keeps its events.
   async function collect(t, run = (tx) => tx.execute()) {
@@ -125,12 +83,13 @@ describe('transactions against the simulator', () => {
     }
   }
 
+  // That the events match what the gateway saw is checked on the library's
+  // own events: here, each event's fields as the binding hands them over.
   // Before the parallel purchases, whose sessions leave the next few
   // purchases without one to resume.
-  it('reports events that match what the simulator counted, from execute and executeAsync', async () => {
-    const before = simStats('ZV_SIM_STATS');
+  it('reports events with their fields, from execute and executeAsync', async () => {
     const all = [];
-    for (const run of [(t) => t.execute(), (t) => t.executeAsync(), (t) => t.executeAsync()]) {
+    for (const run of [(t) => t.execute(), (t) => t.executeAsync()]) {
       const { events, result } = await collect(purchase(), run);
       assert.ok(result.approved && result.handlerError === null, String(result));
       assert.deepEqual([events[0].type, events[0].address, String(events[0].port)],
@@ -138,22 +97,15 @@ describe('transactions against the simulator', () => {
       assert.deepEqual([events.at(-1).type, events.at(-1).outcome], [zelvan.EventType.OUTCOME, zelvan.Outcome.APPROVED]);
       all.push(...events);
     }
-    const after = simStats('ZV_SIM_STATS');
     const handshakes = all.filter((e) => e.type === zelvan.EventType.HANDSHAKE_DONE);
-    const resumed = handshakes.filter((e) => e.resumed).length;
-    assert.deepEqual([handshakes.length - resumed, resumed], [after.handshakes_full - before.handshakes_full,
-      after.handshakes_resumed - before.handshakes_resumed]);
-    assert.ok(resumed > 0);
+    assert.ok(handshakes.some((e) => e.resumed));
     assert.ok(handshakes.every((e) => e.tlsVersion.startsWith('TLS') && e.cipher));
-    assert.equal(all.filter((e) => e.type === zelvan.EventType.REQUEST_SENT).length, after.messages - before.messages);
     assert.doesNotMatch(JSON.stringify(all), /4111/);
 
-    const lostBefore = simStats('ZV_LOST_SIM_STATS');
     const { events, result } = await collect(purchase(CARD, PASSWORD, process.env.ZV_LOST_SIM_PORT));
     const checks = events.filter((e) => e.type === zelvan.EventType.STATUS_CHECK).map((e) => e.statusCheck);
-    assert.equal(checks.length, (simStats('ZV_LOST_SIM_STATS').messages_STATUS ?? 0) - (lostBefore.messages_STATUS ?? 0));
-    assert.deepEqual(checks, checks.map((_, i) => i + 1));
     assert.ok(checks.length > 0);
+    assert.deepEqual(checks, checks.map((_, i) => i + 1));
     assert.equal(result.outcome, zelvan.Outcome.UNKNOWN);
     assert.equal(events.at(-1).outcome, zelvan.Outcome.UNKNOWN);
   });
@@ -185,14 +137,6 @@ describe('transactions against the simulator', () => {
     assert.ok(ticks > 0, 'the event loop did not run while the transactions did');
   });
 
-  it('runs the example purchase', async () => {
-    const example = path.join(__dirname, '..', 'examples', 'purchase.js');
-    const { stdout } = await util.promisify(execFile)(process.execPath, [example, '--server', '127.0.0.1',
-      '--port', process.env.ZV_SIM_PORT, '--certificate', certificate('client.p12'),
-      '--ca-file', certificate('ca.pem'), CARD, '12.50'], { env: { ...process.env, ZELVAN_CERT_PASSWORD: PASSWORD } });
-    assert.match(stdout, /approved: APPROVED/);
-    assert.match(stdout, /card 411111XXXXXX1111/);
-  });
 });
 
 describe('a transaction handle', () => {

@@ -2,8 +2,8 @@
 
 // The PHP binding driving real transactions against the gateway simulator.
 // Environment: ZELVAN_LIBRARY (the library under test), ZV_SIM_PORT,
-// ZV_CERT_DIR and ZV_CERT_PASSWORD, and the simulators' counter files
-// ZV_SIM_STATS and ZV_LOST_SIM_STATS (see tests/support/with_gateway_sim.py).
+// ZV_LOST_SIM_PORT, ZV_CERT_DIR and ZV_CERT_PASSWORD (see
+// tests/support/with_gateway_sim.py).
 
 declare(strict_types=1);
 
@@ -41,14 +41,15 @@ function purchase(string $card = CARD, ?string $password = null, string $port = 
     return $t;
 }
 
-function testApprovedPurchaseMasksCardData(): void
+// Outcomes, fields and refusals are checked through this binding by the
+// transaction cases (tests/data); these tests check the binding's own types.
+function testResultAndExceptionTypes(): void
 {
     $t = purchase();
     $result = $t->execute();
     check($result->approved() && !$result->declined() && !$result->outcomeUnknown(), 'approved');
     check([$result->result(), $result->responseCode(), $result->responseText()] === ['0', '00', 'APPROVED'], 'codes');
     check(str_starts_with($result->authCode(), 'A') && str_starts_with($result->txnReference(), 'ZS'), 'auth code and reference');
-    check($result->field('CARDDATA') === '411111XXXXXX1111' && $t->get('CVC2') === '***', 'card data masked');
     check(preg_grep('/^_/', array_keys($result->fields)) === [], 'no local field in the result');
     check(isset($t->fields(true)['_CERTIFICATEPASSWORD']), 'local fields on request');
     check(str_contains((string) $result, 'approved') && !str_contains((string) $result, '411111'), 'string form');
@@ -59,41 +60,11 @@ function testApprovedPurchaseMasksCardData(): void
         check(false, 'a closed transaction is refused');
     } catch (LogicException) {
     }
-}
-
-function testDeclineIsAResultAndAFailureThrowsWithTheBundleTexts(): void
-{
-    $result = purchase('4000000000000002')->execute();
-    check($result->declined() && !$result->approved() && $result->result() === '1', 'declined');
-    check($result->responseCode() === '05', 'decline code');
-    try {
-        purchase(CARD, 'wrong')->execute();
-        check(false, 'execute() throws');
-    } catch (TransactionException $e) {
-        $error = 'UNABLE TO INITIALISE SSL.';
-        check($e->outcome->error() === $error && $e->outcome->result() === '-1', 'failure texts');
-        check(!$e->outcome->completed && $e->outcome->outcome === Outcome::NoDecision, 'no exchange');
-        check(str_starts_with($e->getMessage(), $error) && !str_contains($e->getMessage(), CARD), 'failure message');
-    }
-}
-
-function testEachOutcomeComesFromTheLibrary(): void
-{
-    check(purchase(CARD, null, 'ZV_DECLINING_SIM_PORT')->execute()->outcome === Outcome::Declined, 'declined');
-    try {
-        purchase(CARD, null, 'ZV_REFUSED_PORT')->execute();
-        check(false, 'a refused connection throws');
-    } catch (OutcomeUnknownException $e) {
-        check(false, 'a refused connection is no decision');
-    } catch (TransactionException $e) {
-        check($e->outcome->outcome === Outcome::NoDecision, 'no decision');
-    }
     try {
         purchase(CARD, null, 'ZV_LOST_SIM_PORT')->execute();
         check(false, 'a lost final response throws');
     } catch (OutcomeUnknownException $e) {
-        check($e->outcome->outcome === Outcome::Unknown && str_starts_with($e->txnReference() ?? '', 'ZS'), 'unknown');
-        check(str_contains($e->getMessage(), $e->txnReference()), 'reference in the message');
+        check(str_starts_with($e->txnReference() ?? '', 'ZS') && str_contains($e->getMessage(), $e->txnReference()), 'reference in the message');
     }
 }
 
@@ -116,60 +87,26 @@ function testNoCardDataInErrorsOfTransactionsRefusedBeforeConnecting(): void
         check(false, 'a wrong password throws');
     } catch (TransactionException $e) {
         check($shows((string) $e . $e->outcome . print_r($e->outcome->fields, true)) === [], 'no card data shown');
+        check(str_starts_with($e->getMessage(), 'UNABLE TO INITIALISE SSL.'), 'failure message');
         check([$e->outcome->field('CARDDATA'), $e->outcome->field('CVC2'), $e->outcome->field('CARDEXPIRYDATE')]
             === ['411111XXXXXX1111', '***', '****'], 'card data masked');
     }
 }
 
-function testFieldsTheMessageCannotCarryAreRefused(): void
+function testRefusalsShowNoValueAndLocalFieldsHoldEquals(): void
 {
     $t = new Transaction();
-    foreach ([['AMOUNT', "1\r\nAMOUNT=1000"], ['AMOUNT', "1\n"], ['AMOUNT', "1\0"], ['ORDERREF', 'secret=b'],
-              ['AM=OUNT', '1'], ['', '1'], ["AMOUNT\r", '1']] as [$name, $value]) {
+    foreach ([['ORDERREF', 'secret=b'], ['AMOUNT', "1\r\nAMOUNT=1000"]] as [$name, $value]) {
         try {
             $t->set($name, $value);
-            check(false, 'refused: ' . json_encode([$name, $value]));
+            check(false, "refused: $name");
         } catch (InvalidArgumentException $e) {
             check(!str_contains($e->getMessage(), 'secret') && !str_contains($e->getMessage(), '1000'), 'no value in the message');
         }
     }
-    foreach ([fn () => $t->setServers("127.0.0.1\nSERVER1=evil"), fn () => $t->setPort('1=2')] as $setting) {
-        try {
-            $setting();
-            check(false, 'refused setting');
-        } catch (InvalidArgumentException) {
-        }
-    }
-    check($t->fields(true) === [], 'nothing stored');
     // Local fields never travel, so "=" is theirs to hold.
     $t->setCertificatePassword('pa=ss');
     check($t->fields(true) === ['_CERTIFICATEPASSWORD' => 'pa=ss'], 'local field with "="');
-}
-
-function testExamplePurchase(): void
-{
-    $dir = getenv('ZV_CERT_DIR');
-    $command = [PHP_BINARY, __DIR__ . '/../examples/purchase.php', '--server', '127.0.0.1', '--port', getenv('ZV_SIM_PORT'),
-        '--certificate', "$dir/client.p12", '--ca-file', "$dir/ca.pem", CARD, '12.50'];
-    $env = getenv() + ['ZELVAN_CERT_PASSWORD' => getenv('ZV_CERT_PASSWORD')];
-    $process = proc_open($command, [1 => ['pipe', 'w']], $pipes, null, $env);
-    $output = stream_get_contents($pipes[1]);
-    fclose($pipes[1]);
-    check(proc_close($process) === 0, "example exit status: $output");
-    check(str_contains($output, 'approved: APPROVED') && str_contains($output, 'card 411111XXXXXX1111'), "example output: $output");
-}
-
-/** @return array<string, int> a simulator's counters, from the file that $variable names */
-function simStats(string $variable): array
-{
-    $stats = [];
-    foreach (file(getenv($variable), FILE_IGNORE_NEW_LINES) as $line) {
-        [$name, $value] = explode('=', $line, 2) + [1 => null];
-        if ($value !== null) {
-            $stats[$name] = (int) $value;
-        }
-    }
-    return $stats;
 }
 
 /** @return array{list<Event>, Zelvan\Result} $t's events and Result, with a handler that keeps them */
@@ -188,17 +125,12 @@ function collect(Transaction $t): array
     return [$events, $result];
 }
 
-/** @param list<Event> $events */
-function countOf(array $events, callable $keep): int
+// That the events match what the gateway saw is checked on the library's
+// own events: here, each event's fields as the binding hands them over.
+function testEventsCarryTheirFields(): void
 {
-    return count(array_filter($events, $keep));
-}
-
-function testEventsMatchWhatTheSimulatorCounted(): void
-{
-    $before = simStats('ZV_SIM_STATS');
     $all = [];
-    for ($i = 0; $i < 3; $i++) {
+    for ($i = 0; $i < 2; $i++) {
         [$events, $result] = collect(purchase());
         check($result->approved() && $result->handlerError === null, 'approved without a handler error');
         $first = $events[0];
@@ -207,22 +139,14 @@ function testEventsMatchWhatTheSimulatorCounted(): void
         check([$last->type, $last->outcome] === [EventType::Outcome, Outcome::Approved], 'outcome event');
         array_push($all, ...$events);
     }
-    $after = simStats('ZV_SIM_STATS');
-    $resumed = countOf($all, fn (Event $e) => $e->type === EventType::HandshakeDone && $e->resumed);
-    $full = countOf($all, fn (Event $e) => $e->type === EventType::HandshakeDone && !$e->resumed);
-    check([$full, $resumed] === [$after['handshakes_full'] - $before['handshakes_full'],
-        $after['handshakes_resumed'] - $before['handshakes_resumed']], "handshakes full $full, resumed $resumed");
-    check($resumed > 0, 'a session resumed');
-    check(countOf($all, fn (Event $e) => $e->type === EventType::RequestSent) === $after['messages'] - $before['messages'], 'requests sent');
-    check(countOf($all, fn (Event $e) => $e->type === EventType::HandshakeDone
-        && !(str_starts_with((string) $e->tlsVersion, 'TLS') && $e->cipher)) === 0, 'TLS version and cipher');
+    $handshakes = array_filter($all, fn (Event $e) => $e->type === EventType::HandshakeDone);
+    check(array_filter($handshakes, fn (Event $e) => $e->resumed) !== [], 'a session resumed');
+    check(array_filter($handshakes, fn (Event $e) => !(str_starts_with((string) $e->tlsVersion, 'TLS') && $e->cipher)) === [], 'TLS version and cipher');
     check(!str_contains(var_export($all, true), '4111'), 'no card data in events');
 
-    $lostBefore = simStats('ZV_LOST_SIM_STATS');
     [$events, $result] = collect(purchase(port: 'ZV_LOST_SIM_PORT'));
     $checks = array_values(array_map(fn (Event $e) => $e->statusCheck,
         array_filter($events, fn (Event $e) => $e->type === EventType::StatusCheck)));
-    check(count($checks) === (simStats('ZV_LOST_SIM_STATS')['messages_STATUS'] ?? 0) - ($lostBefore['messages_STATUS'] ?? 0), 'status checks');
     check($checks !== [] && $checks === range(1, count($checks)), 'status checks numbered from 1');
     check($result->outcome === Outcome::Unknown && end($events)->outcome === Outcome::Unknown, 'unknown outcome');
 }

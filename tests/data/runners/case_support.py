@@ -1,6 +1,7 @@
 """What every transaction-case runner shares: reading a case file, the
 certificate set and simulators a case runs against, the tokens, and the
-comparisons that need no binding (simulator counters, recorded messages).
+comparisons that need no binding (simulator counters, recorded messages,
+the debug log).
 
 Used in process by run_case.py and run_case_txn.py, and as a program by
 run_case_with.py for the runners written in other languages.
@@ -76,7 +77,7 @@ class CaseRun:
         return open(path, "rb").read().decode("utf-8", "replace") if os.path.exists(path) else ""
 
     def compare(self, read, outcome, returned, seconds, expected=None):
-        """Compares [result], [fields], [absent], [match] and [log].
+        """Compares [result], [fields], [absent] and [match].
         read(NAME) gives a field's value or None when it is absent; returned
         is execute()'s return value, or None where it cannot be seen.
         expected(NAME, value), when given, gives the value to expect in place
@@ -99,9 +100,6 @@ class CaseRun:
             if expected(name, "") is not None:
                 self.check(re.fullmatch(pattern, read(name) or "") is not None and read(name) is not None,
                            "%s: %r does not match %s" % (name, read(name), pattern))
-        log = self.log()
-        for line in self.lines("log"):
-            self.check((self.sub(line[1:]) in log) == (line[0] == "+"), "log: " + line)
 
     def refused(self):
         """A front end refused a request field the message cannot carry before
@@ -109,7 +107,11 @@ class CaseRun:
         self.check("ERROR=INVALID FIELD" in self.lines("fields"), "a request field was refused before the library")
 
     def compare_gateway(self):
-        """Compares [stats] and [sent] with what the simulator counted and received."""
+        """Compares [stats] and [sent] with what the simulator counted and
+        received, and [log] with the debug log the run wrote."""
+        log = self.log()
+        for line in self.lines("log"):
+            self.check((self.sub(line[1:]) in log) == (line[0] == "+"), "log: " + line)
         stats = self.sim.stats()
         for name, count in (line.split("=", 1) for line in self.lines("stats")):
             self.check(stats.get(name, 0) == int(count), "%s: %d, expected %s" % (name, stats.get(name, 0), count))
@@ -138,7 +140,7 @@ def prepared(case):
 
 def main(path, run_case):
     """Runs the case at path with run_case(CaseRun), which fills and
-    executes the transaction and compares all but [stats] and [sent].
+    executes the transaction and compares all but [stats], [sent] and [log].
     Returns the exit status: 0 passed, 1 failed, 77 pending."""
     case = read_case(path)
     if "pending" in case:

@@ -8,10 +8,10 @@ simulators (a plain one for [before], the case's own), and runs COMMAND
 CASEFILE with the tokens in its environment: ZV_CASE_CERTS,
 ZV_CASE_PASSWORD, ZV_CASE_LOGFILE, ZV_CASE_FREEPORT, ZV_CASE_PORT and, for
 [before], ZV_CASE_BEFORE_PORT. The runner fills and executes the
-transaction and compares [result], [fields], [absent], [match] and [log],
+transaction and compares [result], [fields], [absent] and [match],
 printing each difference on standard error and exiting 1 when there is one
-(77 when its toolchain is missing); this script then compares [stats] and
-[sent]. Exits 0 when all agree, 1 otherwise, 77 when skipped.
+(77 when its toolchain is missing); this script then compares [stats],
+[sent] and [log]. Exits 0 when all agree, 1 otherwise, 77 when skipped.
 Environment: ZV_GATEWAY_SIM, ZV_CERTGEN; PYTHONPATH holds tests/support.
 """
 
