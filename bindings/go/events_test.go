@@ -1,13 +1,11 @@
 package zelvan_test
 
-// The event handler: each event's fields as the binding hands them over,
-// and a panicking handler kept away from the payment. That the events
-// match what the gateway saw is checked on the library's own events.
+// The event handler, counted against the simulators' own counters
+// (ZV_SIM_STATS, ZV_LOST_SIM_STATS).
 
 import (
 	"context"
 	"errors"
-	"fmt"
 	"os"
 	"strconv"
 	"strings"
@@ -15,6 +13,21 @@ import (
 
 	"zelvan.com/go/zelvan"
 )
+
+// simStats reads a simulator's counters.
+func simStats(t *testing.T, variable string) map[string]int {
+	text, err := os.ReadFile(os.Getenv(variable))
+	if err != nil {
+		t.Fatal(err)
+	}
+	stats := map[string]int{}
+	for _, line := range strings.Split(string(text), "\n") {
+		if name, value, found := strings.Cut(line, "="); found {
+			stats[name], _ = strconv.Atoi(value)
+		}
+	}
+	return stats
+}
 
 // collect runs tx with a handler that keeps its events.
 func collect(t *testing.T, tx *zelvan.Transaction) ([]zelvan.Event, *zelvan.Result) {
@@ -33,9 +46,20 @@ func collect(t *testing.T, tx *zelvan.Transaction) ([]zelvan.Event, *zelvan.Resu
 	return events, result
 }
 
-func TestEventsCarryTheirFields(t *testing.T) {
+func count(events []zelvan.Event, keep func(zelvan.Event) bool) int {
+	n := 0
+	for _, e := range events {
+		if keep(e) {
+			n++
+		}
+	}
+	return n
+}
+
+func TestEventsMatchWhatTheSimulatorCounted(t *testing.T) {
+	before := simStats(t, "ZV_SIM_STATS")
 	var all []zelvan.Event
-	for i := 0; i < 2; i++ {
+	for i := 0; i < 3; i++ {
 		events, result := collect(t, purchase(t, os.Getenv("ZV_SIM_PORT"), card))
 		last := events[len(events)-1]
 		if !result.Approved() || result.HandlerErr != nil || last.Type != zelvan.EventOutcome ||
@@ -48,31 +72,31 @@ func TestEventsCarryTheirFields(t *testing.T) {
 		}
 		all = append(all, events...)
 	}
-	resumed := false
-	for _, e := range all {
-		if e.Type == zelvan.EventHandshakeDone {
-			resumed = resumed || e.Resumed
-			if !strings.HasPrefix(e.TLSVersion, "TLS") || e.Cipher == "" {
-				t.Errorf("handshake %+v", e)
-			}
-		}
+	after := simStats(t, "ZV_SIM_STATS")
+	of := func(kind zelvan.EventType) func(zelvan.Event) bool {
+		return func(e zelvan.Event) bool { return e.Type == kind }
 	}
-	if !resumed || strings.Contains(fmt.Sprintf("%+v", all), "4111") {
-		t.Errorf("resumed %v; events %+v", resumed, all)
+	resumed := count(all, func(e zelvan.Event) bool { return e.Type == zelvan.EventHandshakeDone && e.Resumed })
+	full := count(all, of(zelvan.EventHandshakeDone)) - resumed
+	if full != after["handshakes_full"]-before["handshakes_full"] ||
+		resumed != after["handshakes_resumed"]-before["handshakes_resumed"] || resumed == 0 {
+		t.Errorf("handshakes full %d resumed %d; simulator %v then %v", full, resumed, before, after)
+	}
+	if sent := count(all, of(zelvan.EventRequestSent)); sent != after["messages"]-before["messages"] {
+		t.Errorf("%d requests sent, simulator counted %d", sent, after["messages"]-before["messages"])
+	}
+	for _, e := range all {
+		if e.Type == zelvan.EventHandshakeDone && (!strings.HasPrefix(e.TLSVersion, "TLS") || e.Cipher == "") {
+			t.Errorf("handshake %+v", e)
+		}
 	}
 
+	lostBefore := simStats(t, "ZV_LOST_SIM_STATS")
 	events, result := collect(t, purchase(t, os.Getenv("ZV_LOST_SIM_PORT"), card))
-	checks := 0
-	for _, e := range events {
-		if e.Type == zelvan.EventStatusCheck {
-			checks++
-			if e.StatusCheck != checks {
-				t.Errorf("status check %d numbered %d", checks, e.StatusCheck)
-			}
-		}
-	}
-	if checks == 0 || !result.OutcomeUnknown() || events[len(events)-1].Outcome != zelvan.OutcomeUnknown {
-		t.Errorf("%d status checks; %v", checks, result)
+	checks := count(events, of(zelvan.EventStatusCheck))
+	if want := simStats(t, "ZV_LOST_SIM_STATS")["messages_STATUS"] - lostBefore["messages_STATUS"]; checks != want ||
+		checks == 0 || !result.OutcomeUnknown() || events[len(events)-1].Outcome != zelvan.OutcomeUnknown {
+		t.Errorf("%d status checks, simulator counted %d; %v", checks, want, result)
 	}
 }
 

@@ -46,22 +46,24 @@ func must(t *testing.T, errs ...error) {
 	}
 }
 
-// Outcomes, fields and refusals are checked through this binding by the
-// transaction cases (tests/data); these tests check the binding's own types.
-func TestResultsAndErrorsAreTyped(t *testing.T) {
+func TestApprovalsAndDeclinesAreResultsAndFailuresErrors(t *testing.T) {
 	tx := purchase(t, os.Getenv("ZV_SIM_PORT"), card)
 	result, err := tx.Execute(context.Background())
 	if err != nil {
 		t.Fatal(err)
 	}
 	if !result.Approved() || result.Declined() || result.OutcomeUnknown() || result.Code() != "0" ||
-		result.ResponseText() != "APPROVED" || !strings.HasPrefix(result.TxnReference(), "ZS") {
-		t.Errorf("not an approval: %v", result)
+		result.ResponseText() != "APPROVED" || !strings.HasPrefix(result.TxnReference(), "ZS") ||
+		result.Field("CARDDATA") != "411111XXXXXX1111" {
+		t.Errorf("not an approval: %v %q", result, result.Fields)
 	}
 	for name := range result.Fields {
 		if strings.HasPrefix(name, "_") {
 			t.Errorf("local field %s in the result", name)
 		}
+	}
+	if cvc, _, _ := tx.Get("CVC2"); cvc != "***" {
+		t.Errorf("CVC2 %q after the exchange", cvc)
 	}
 	// Every verb keeps to the card-free string form.
 	for _, text := range []string{result.String(), fmt.Sprintf("%v %+v %#v %s", result, result, result, result)} {
@@ -69,9 +71,40 @@ func TestResultsAndErrorsAreTyped(t *testing.T) {
 			t.Errorf("string form %q", text)
 		}
 	}
+
+	declined, err := purchase(t, os.Getenv("ZV_SIM_PORT"), "4000000000000002").Execute(context.Background())
+	if err != nil || !declined.Declined() || declined.Approved() || declined.ResponseCode() != "05" {
+		t.Errorf("not a decline: %v %v", declined, err)
+	}
+
+	// A failure of the library is an error, not a result.
+	tx = purchase(t, os.Getenv("ZV_SIM_PORT"), card)
+	must(t, tx.SetCertificate(certificate("client.p12"), "wrong"))
+	result, err = tx.Execute(context.Background())
+	var failure *zelvan.TransactionError
+	if result != nil || !errors.As(err, &failure) {
+		t.Fatalf("%v %v", result, err)
+	}
+	if failure.Outcome.ErrorText() != "UNABLE TO INITIALISE SSL." || failure.Outcome.Code() != "-1" ||
+		failure.Outcome.Completed || failure.OutcomeUnknown() || failure.Outcome.Outcome != zelvan.OutcomeNoDecision ||
+		!strings.HasPrefix(err.Error(), "UNABLE TO INITIALISE SSL.") {
+		t.Errorf("%v, %v", err, failure.Outcome)
+	}
+}
+
+func TestEachOutcomeComesFromTheLibrary(t *testing.T) {
+	declined, err := purchase(t, os.Getenv("ZV_DECLINING_SIM_PORT"), card).Execute(context.Background())
+	if err != nil || declined.Outcome != zelvan.OutcomeDeclined {
+		t.Errorf("declining gateway: %v %v", declined, err)
+	}
+	_, err = purchase(t, os.Getenv("ZV_REFUSED_PORT"), card).Execute(context.Background())
+	var refused *zelvan.TransactionError
+	if !errors.As(err, &refused) || refused.Outcome.Outcome != zelvan.OutcomeNoDecision || errors.Is(err, zelvan.ErrOutcomeUnknown) {
+		t.Errorf("refused connection: %v", err)
+	}
 	_, err = purchase(t, os.Getenv("ZV_LOST_SIM_PORT"), card).Execute(context.Background())
 	var unknown *zelvan.TransactionError
-	if !errors.As(err, &unknown) || !errors.Is(err, zelvan.ErrOutcomeUnknown) ||
+	if !errors.As(err, &unknown) || !errors.Is(err, zelvan.ErrOutcomeUnknown) || unknown.Outcome.Outcome != zelvan.OutcomeUnknown ||
 		!strings.HasPrefix(unknown.TxnReference(), "ZS") || !strings.Contains(err.Error(), unknown.TxnReference()) {
 		t.Errorf("lost final response: %v", err)
 	}
@@ -91,7 +124,7 @@ func TestNoCardDataInErrorsOfTransactionsRefusedBeforeConnecting(t *testing.T) {
 	for _, tx := range []*zelvan.Transaction{wrongPassword} {
 		_, err := tx.Execute(context.Background())
 		var failure *zelvan.TransactionError
-		if !errors.As(err, &failure) || failure.OutcomeUnknown() || !strings.HasPrefix(err.Error(), "UNABLE TO INITIALISE SSL.") {
+		if !errors.As(err, &failure) || failure.Outcome.Outcome != zelvan.OutcomeNoDecision {
 			t.Fatalf("%v", err)
 		}
 		shown := fmt.Sprintf("%v %+v %#v %v", err, failure, failure.Outcome, failure.Outcome)
@@ -107,15 +140,24 @@ func TestNoCardDataInErrorsOfTransactionsRefusedBeforeConnecting(t *testing.T) {
 	}
 }
 
-func TestRefusalsShowNoValueAndLocalFieldsHoldEquals(t *testing.T) {
+func TestFieldsTheMessageCannotCarryAreRefused(t *testing.T) {
 	tx := purchase(t, os.Getenv("ZV_SIM_PORT"), card)
-	err := tx.Set("ORDERREF", "secret=1")
-	var fieldError *zelvan.FieldError
-	if !errors.Is(err, zelvan.ErrInvalidField) || !errors.As(err, &fieldError) || strings.Contains(err.Error(), "secret") {
-		t.Errorf("Set: %v", err)
+	for _, f := range [][2]string{{"AMOUNT", "1\r\nAMOUNT=1000"}, {"AMOUNT", "1\n"}, {"AMOUNT", "1\x00"},
+		{"ORDERREF", "a=b"}, {"AM=OUNT", "1"}, {"", "1"}} {
+		err := tx.Set(f[0], f[1])
+		var fieldError *zelvan.FieldError
+		if !errors.Is(err, zelvan.ErrInvalidField) || !errors.As(err, &fieldError) || strings.Contains(err.Error(), f[1]) {
+			t.Errorf("Set(%q, %q): %v", f[0], f[1], err)
+		}
+	}
+	if err := tx.SetServers("127.0.0.1\nevil"); !errors.Is(err, zelvan.ErrInvalidField) {
+		t.Errorf("SetServers: %v", err)
 	}
 	// Local fields never travel, so "=" is theirs to hold.
 	must(t, tx.Set("_NOTE", "a=b"))
+	if amount, _, _ := tx.Get("AMOUNT"); amount != "12.50" {
+		t.Errorf("AMOUNT %q", amount)
+	}
 }
 
 func TestCancelledContextReturnsPendingAtOnce(t *testing.T) {

@@ -1,8 +1,11 @@
-"""The Python binding's event handler. Environment as for test_transaction."""
+"""The Python binding's event handler, counted against the simulator's own
+counters. Environment as for test_transaction."""
 
+import collections
 import unittest
 
 import zelvan
+from gateway_sim import free_port
 from test_transaction import SimulatorTest
 
 E = zelvan.EventType
@@ -18,33 +21,47 @@ class EventsTest(SimulatorTest):
         except zelvan.TransactionError as failure:
             return events, failure
 
-    # That the events match what the gateway saw is checked on the library's
-    # own events: here, each event's fields as the binding hands them over.
-    def test_events_carry_their_fields(self):
+    def test_events_of_purchases_match_what_the_simulator_counted(self):
         sim = self.simulator()
         seen = []
-        for _ in range(2):
+        for _ in range(3):
             events, result = self.run_collecting(self.purchase(sim))
             self.assertTrue(result.approved)
             self.assertIsNone(result.handler_error)
-            self.assertEqual((events[-1].type, events[-1].outcome), (E.OUTCOME, zelvan.Outcome.APPROVED))
-            self.assertEqual((events[0].type, events[0].server, events[0].address, events[0].port),
-                             (E.SERVER_TRIED, "127.0.0.1", "127.0.0.1", sim.port))
+            self.assertEqual(events[-1].type, E.OUTCOME)
+            self.assertIs(events[-1].outcome, zelvan.Outcome.APPROVED)
+            self.assertEqual(events[0].type, E.SERVER_TRIED)
+            self.assertEqual((events[0].server, events[0].address, events[0].port), ("127.0.0.1", "127.0.0.1", sim.port))
             elapsed = [event.elapsed_ms for event in events]
             self.assertEqual(elapsed, sorted(elapsed))
             seen += events
+        count = collections.Counter(e.type for e in seen)
         handshakes = [e for e in seen if e.type is E.HANDSHAKE_DONE]
-        self.assertTrue(any(e.resumed for e in handshakes), handshakes)
+        stats = sim.stats()
+        self.assertEqual(sum(not e.resumed for e in handshakes), stats["handshakes_full"])
+        self.assertEqual(sum(e.resumed for e in handshakes), stats["handshakes_resumed"])
+        self.assertGreater(stats["handshakes_resumed"], 0)
         self.assertTrue(all(e.tls_version.startswith("TLS") and e.cipher for e in handshakes), handshakes)
+        self.assertEqual(count[E.REQUEST_SENT], stats["messages"])
+        self.assertEqual(count[E.REPLY_READ], stats["messages"])
+        self.assertEqual((count[E.OUTCOME], count[E.STATUS_CHECK]), (3, 0))
         self.assertNotIn("4111", repr(seen))
 
+    def test_status_checks_and_the_unknown_outcome_are_reported(self):
         lost = self.simulator("--fault", "close-before-final", "--status-fault", "close-before-final")
         events, failure = self.run_collecting(self.purchase(lost))
         self.assertIsInstance(failure, zelvan.OutcomeUnknownError)
         checks = [e.status_check for e in events if e.type is E.STATUS_CHECK]
-        self.assertGreater(len(checks), 0)
+        self.assertEqual(len(checks), lost.stats()["messages_STATUS"])
         self.assertEqual(checks, list(range(1, len(checks) + 1)))
+        self.assertGreater(len(checks), 0)
         self.assertIs(events[-1].outcome, zelvan.Outcome.UNKNOWN)
+        self.assertIs(failure.outcome.handler_error, None)
+        # No server at all: the outcome event still ends the execute.
+        events, failure = self.run_collecting(self.purchase(free_port()))
+        self.assertIs(failure.outcome.outcome, zelvan.Outcome.NO_DECISION)
+        self.assertEqual([e.outcome for e in events if e.type is E.OUTCOME], [zelvan.Outcome.NO_DECISION])
+        self.assertNotIn(E.CONNECTED, [e.type for e in events])
 
     def test_a_raising_handler_loses_its_events_and_never_the_payment(self):
         sim = self.simulator()

@@ -1,10 +1,13 @@
 'use strict';
 // The Node.js binding driving real transactions against the gateway
-// simulators that tests/support/with_gateway_sim.py starts. Environment:
-// ZELVAN_LIBRARY, ZV_SIM_PORT, ZV_LOST_SIM_PORT, ZV_CERT_DIR and
-// ZV_CERT_PASSWORD.
+// simulator that tests/support/with_gateway_sim.py starts. Environment:
+// ZELVAN_LIBRARY, ZV_SIM_PORT, ZV_CERT_DIR and ZV_CERT_PASSWORD, and the
+// simulators' counter files ZV_SIM_STATS and ZV_LOST_SIM_STATS. The tests
+// of one file run in turn, so that counters compared before and after a
+// test count that test's exchanges alone.
 
 const assert = require('node:assert/strict');
+const fs = require('node:fs');
 const path = require('node:path');
 const { after, describe, it } = require('node:test');
 const util = require('node:util');
@@ -71,6 +74,16 @@ describe('transactions against the simulator', () => {
     assert.equal(t.set('_NOTE', 'a=b').get('_NOTE'), 'a=b');
   });
 
+  // A simulator's counters, from the file that variable names.
+  function simStats(variable) {
+    const stats = {};
+    for (const line of fs.readFileSync(process.env[variable], 'utf8').split('\n')) {
+      const [name, value] = line.split('=');
+      if (value !== undefined) stats[name] = Number(value);
+    }
+    return stats;
+  }
+
   // Runs t (with execute or executeAsync) with a handler that keeps its events.
   async function collect(t, run = (tx) => tx.execute()) {
     const events = [];
@@ -83,13 +96,12 @@ describe('transactions against the simulator', () => {
     }
   }
 
-  // That the events match what the gateway saw is checked on the library's
-  // own events: here, each event's fields as the binding hands them over.
   // Before the parallel purchases, whose sessions leave the next few
   // purchases without one to resume.
-  it('reports events with their fields, from execute and executeAsync', async () => {
+  it('reports events that match what the simulator counted, from execute and executeAsync', async () => {
+    const before = simStats('ZV_SIM_STATS');
     const all = [];
-    for (const run of [(t) => t.execute(), (t) => t.executeAsync()]) {
+    for (const run of [(t) => t.execute(), (t) => t.executeAsync(), (t) => t.executeAsync()]) {
       const { events, result } = await collect(purchase(), run);
       assert.ok(result.approved && result.handlerError === null, String(result));
       assert.deepEqual([events[0].type, events[0].address, String(events[0].port)],
@@ -97,15 +109,22 @@ describe('transactions against the simulator', () => {
       assert.deepEqual([events.at(-1).type, events.at(-1).outcome], [zelvan.EventType.OUTCOME, zelvan.Outcome.APPROVED]);
       all.push(...events);
     }
+    const after = simStats('ZV_SIM_STATS');
     const handshakes = all.filter((e) => e.type === zelvan.EventType.HANDSHAKE_DONE);
-    assert.ok(handshakes.some((e) => e.resumed));
+    const resumed = handshakes.filter((e) => e.resumed).length;
+    assert.deepEqual([handshakes.length - resumed, resumed], [after.handshakes_full - before.handshakes_full,
+      after.handshakes_resumed - before.handshakes_resumed]);
+    assert.ok(resumed > 0);
     assert.ok(handshakes.every((e) => e.tlsVersion.startsWith('TLS') && e.cipher));
+    assert.equal(all.filter((e) => e.type === zelvan.EventType.REQUEST_SENT).length, after.messages - before.messages);
     assert.doesNotMatch(JSON.stringify(all), /4111/);
 
+    const lostBefore = simStats('ZV_LOST_SIM_STATS');
     const { events, result } = await collect(purchase(CARD, PASSWORD, process.env.ZV_LOST_SIM_PORT));
     const checks = events.filter((e) => e.type === zelvan.EventType.STATUS_CHECK).map((e) => e.statusCheck);
-    assert.ok(checks.length > 0);
+    assert.equal(checks.length, (simStats('ZV_LOST_SIM_STATS').messages_STATUS ?? 0) - (lostBefore.messages_STATUS ?? 0));
     assert.deepEqual(checks, checks.map((_, i) => i + 1));
+    assert.ok(checks.length > 0);
     assert.equal(result.outcome, zelvan.Outcome.UNKNOWN);
     assert.equal(events.at(-1).outcome, zelvan.Outcome.UNKNOWN);
   });

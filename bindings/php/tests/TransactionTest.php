@@ -2,8 +2,8 @@
 
 // The PHP binding driving real transactions against the gateway simulator.
 // Environment: ZELVAN_LIBRARY (the library under test), ZV_SIM_PORT,
-// ZV_LOST_SIM_PORT, ZV_CERT_DIR and ZV_CERT_PASSWORD (see
-// tests/support/with_gateway_sim.py).
+// ZV_CERT_DIR and ZV_CERT_PASSWORD, and the simulators' counter files
+// ZV_SIM_STATS and ZV_LOST_SIM_STATS (see tests/support/with_gateway_sim.py).
 
 declare(strict_types=1);
 
@@ -109,6 +109,19 @@ function testRefusalsShowNoValueAndLocalFieldsHoldEquals(): void
     check($t->fields(true) === ['_CERTIFICATEPASSWORD' => 'pa=ss'], 'local field with "="');
 }
 
+/** @return array<string, int> a simulator's counters, from the file that $variable names */
+function simStats(string $variable): array
+{
+    $stats = [];
+    foreach (file(getenv($variable), FILE_IGNORE_NEW_LINES) as $line) {
+        [$name, $value] = explode('=', $line, 2) + [1 => null];
+        if ($value !== null) {
+            $stats[$name] = (int) $value;
+        }
+    }
+    return $stats;
+}
+
 /** @return array{list<Event>, Zelvan\Result} $t's events and Result, with a handler that keeps them */
 function collect(Transaction $t): array
 {
@@ -125,12 +138,17 @@ function collect(Transaction $t): array
     return [$events, $result];
 }
 
-// That the events match what the gateway saw is checked on the library's
-// own events: here, each event's fields as the binding hands them over.
-function testEventsCarryTheirFields(): void
+/** @param list<Event> $events */
+function countOf(array $events, callable $keep): int
 {
+    return count(array_filter($events, $keep));
+}
+
+function testEventsMatchWhatTheSimulatorCounted(): void
+{
+    $before = simStats('ZV_SIM_STATS');
     $all = [];
-    for ($i = 0; $i < 2; $i++) {
+    for ($i = 0; $i < 3; $i++) {
         [$events, $result] = collect(purchase());
         check($result->approved() && $result->handlerError === null, 'approved without a handler error');
         $first = $events[0];
@@ -139,14 +157,22 @@ function testEventsCarryTheirFields(): void
         check([$last->type, $last->outcome] === [EventType::Outcome, Outcome::Approved], 'outcome event');
         array_push($all, ...$events);
     }
-    $handshakes = array_filter($all, fn (Event $e) => $e->type === EventType::HandshakeDone);
-    check(array_filter($handshakes, fn (Event $e) => $e->resumed) !== [], 'a session resumed');
-    check(array_filter($handshakes, fn (Event $e) => !(str_starts_with((string) $e->tlsVersion, 'TLS') && $e->cipher)) === [], 'TLS version and cipher');
+    $after = simStats('ZV_SIM_STATS');
+    $resumed = countOf($all, fn (Event $e) => $e->type === EventType::HandshakeDone && $e->resumed);
+    $full = countOf($all, fn (Event $e) => $e->type === EventType::HandshakeDone && !$e->resumed);
+    check([$full, $resumed] === [$after['handshakes_full'] - $before['handshakes_full'],
+        $after['handshakes_resumed'] - $before['handshakes_resumed']], "handshakes full $full, resumed $resumed");
+    check($resumed > 0, 'a session resumed');
+    check(countOf($all, fn (Event $e) => $e->type === EventType::RequestSent) === $after['messages'] - $before['messages'], 'requests sent');
+    check(countOf($all, fn (Event $e) => $e->type === EventType::HandshakeDone
+        && !(str_starts_with((string) $e->tlsVersion, 'TLS') && $e->cipher)) === 0, 'TLS version and cipher');
     check(!str_contains(var_export($all, true), '4111'), 'no card data in events');
 
+    $lostBefore = simStats('ZV_LOST_SIM_STATS');
     [$events, $result] = collect(purchase(port: 'ZV_LOST_SIM_PORT'));
     $checks = array_values(array_map(fn (Event $e) => $e->statusCheck,
         array_filter($events, fn (Event $e) => $e->type === EventType::StatusCheck)));
+    check(count($checks) === (simStats('ZV_LOST_SIM_STATS')['messages_STATUS'] ?? 0) - ($lostBefore['messages_STATUS'] ?? 0), 'status checks');
     check($checks !== [] && $checks === range(1, count($checks)), 'status checks numbered from 1');
     check($result->outcome === Outcome::Unknown && end($events)->outcome === Outcome::Unknown, 'unknown outcome');
 }

@@ -41,24 +41,54 @@ public class TransactionTest {
         return t;
     }
 
-    // Outcomes, fields and refusals are checked through this binding by the
-    // transaction cases (tests/data); these tests check the binding's own types.
     @Test
-    public void resultsAndExceptionsAreTyped() throws Exception {
+    public void approvedPurchaseMasksCardData() throws Exception {
         Transaction t = purchase(CARD, PASSWORD);
         Result result = t.execute();
         assertTrue(result.isApproved() && !result.isDeclined() && !result.isOutcomeUnknown());
         assertEquals(List.of("0", "00", "APPROVED"),
                 List.of(result.getResult(), result.getResponseCode(), result.getResponseText()));
         assertTrue(result.getAuthCode().startsWith("A") && result.getTxnReference().startsWith("ZS"));
+        assertEquals("411111XXXXXX1111", result.get("CARDDATA"));
+        assertEquals("***", t.get("CVC2"));
         assertTrue(result.getFields().keySet().stream().noneMatch(name -> name.startsWith("_")));
         assertTrue(t.fields(true).containsKey("_CERTIFICATEPASSWORD"));
         assertTrue(result.toString().contains("approved") && !result.toString().contains("411111"));
         t.close();
         t.close();
         assertThrows(IllegalStateException.class, () -> t.get("RESULT"));
-        try (Transaction lost = purchase(CARD, PASSWORD, System.getenv("ZV_LOST_SIM_PORT"))) {
-            OutcomeUnknownException e = assertThrows(OutcomeUnknownException.class, lost::execute);
+    }
+
+    @Test
+    public void declineIsAResultAndAFailureThrowsWithTheBundleTexts() throws Exception {
+        try (Transaction t = purchase("4000000000000002", PASSWORD)) {
+            Result result = t.execute();
+            assertTrue(result.isDeclined() && !result.isApproved());
+            assertEquals(List.of("1", "05"), List.of(result.getResult(), result.getResponseCode()));
+        }
+        try (Transaction t = purchase(CARD, "wrong")) {
+            TransactionException e = assertThrows(TransactionException.class, t::execute);
+            assertEquals("UNABLE TO INITIALISE SSL.", e.getError());
+            assertEquals("-1", e.getOutcome().getResult());
+            assertFalse(e.getOutcome().isCompleted());
+            assertEquals(Outcome.NO_DECISION, e.getOutcome().getOutcome());
+            assertTrue(e.getMessage().startsWith("UNABLE TO INITIALISE SSL.") && !e.getMessage().contains(CARD));
+        }
+    }
+
+    @Test
+    public void everyOutcomeComesFromTheLibrary() throws Exception {
+        try (Transaction t = purchase(CARD, PASSWORD, System.getenv("ZV_DECLINING_SIM_PORT"))) {
+            assertEquals(Outcome.DECLINED, t.execute().getOutcome());
+        }
+        try (Transaction t = purchase(CARD, PASSWORD, System.getenv("ZV_REFUSED_PORT"))) {
+            TransactionException e = assertThrows(TransactionException.class, t::execute);
+            assertFalse(e instanceof OutcomeUnknownException);
+            assertEquals(Outcome.NO_DECISION, e.getOutcome().getOutcome());
+        }
+        try (Transaction t = purchase(CARD, PASSWORD, System.getenv("ZV_LOST_SIM_PORT"))) {
+            OutcomeUnknownException e = assertThrows(OutcomeUnknownException.class, t::execute);
+            assertEquals(Outcome.UNKNOWN, e.getOutcome().getOutcome());
             assertTrue(e.getTxnReference().startsWith("ZS") && e.getMessage().contains(e.getTxnReference()));
         }
     }
@@ -78,18 +108,23 @@ public class TransactionTest {
             TransactionException e = assertThrows(TransactionException.class, t::execute);
             String shown = e + " " + e.getOutcome() + " " + e.getOutcome().getFields();
             assertTrue(shown, secrets.stream().noneMatch(shown::contains));
-            assertTrue(e.getMessage().startsWith("UNABLE TO INITIALISE SSL."));
             assertEquals(List.of("411111XXXXXX1111", "***", "****"), List.of(e.getOutcome().get("CARDDATA"),
                     e.getOutcome().get("CVC2"), e.getOutcome().get("CARDEXPIRYDATE")));
         }
     }
 
     @Test
-    public void refusalsShowNoValueAndLocalFieldsHoldEquals() {
+    public void fieldsTheMessageCannotCarryAreRefused() {
         try (Transaction t = new Transaction()) {
-            IllegalArgumentException e = assertThrows(IllegalArgumentException.class, () -> t.put("ORDERREF", "secret=b"));
-            assertFalse(e.getMessage().contains("secret"));
-            assertThrows(IllegalArgumentException.class, () -> t.put(null, "1"));
+            String[][] bad = {{"AMOUNT", "1\r\nAMOUNT=1000"}, {"AMOUNT", "1\n"}, {"AMOUNT", "1\0"},
+                {"ORDERREF", "secret=b"}, {"AM=OUNT", "1"}, {"", "1"}, {"AMOUNT\r", "1"}, {null, "1"}, {"AMOUNT", null}};
+            for (String[] field : bad) {
+                IllegalArgumentException e = assertThrows(IllegalArgumentException.class, () -> t.put(field[0], field[1]));
+                assertFalse(e.getMessage().contains("secret") || e.getMessage().contains("1000"));
+            }
+            assertThrows(IllegalArgumentException.class, () -> t.setServers("127.0.0.1\nSERVER1=evil"));
+            assertThrows(IllegalArgumentException.class, () -> t.setPort("1=2"));
+            assertEquals(Map.of(), t.fields(true));
             // Local fields never travel, so "=" is theirs to hold.
             t.setCertificatePassword("pa=ss");
             assertEquals(Map.of("_CERTIFICATEPASSWORD", "pa=ss"), t.fields(true));
