@@ -39,9 +39,7 @@ int serverPosition(const char* name, int count) {
 
 // One pass over every field: the numbered servers, and the first field
 // that would be sent but cannot be carried.
-void readFields(BHashTable* bundle, TransactionRequest* request) {
-  BVector* keys = bundle->getKeys();
-  BVector* values = bundle->getValues();
+void readFields(BVector* keys, BVector* values, TransactionRequest* request) {
   for (int i = 0; i < keys->size() && i < values->size(); i++) {
     const char* name = textOf(keys->get(i, 0));
     const char* value = textOf(values->get(i, 0));
@@ -52,9 +50,45 @@ void readFields(BHashTable* bundle, TransactionRequest* request) {
     if (name == nullptr || name[0] == '_' || !request->unsendable.empty()) continue;
     request->unsendable = sendProblem(name, value);
   }
-  trackDelete(keys);
-  trackDelete(values);
 }
+
+// The settings a request reads, found in one pass over the bundle's fields
+// instead of a look-up (and a probe string) per setting and question.
+enum Setting {
+  kCertificatePath, kCertificatePassword, kCaFile, kVerifyHost, kServerPort, kServerCount, kClientId,
+  kTransactionType, kClientType, kTxnReference, kStatusWindow, kTimeout, kProxy, kSettingCount
+};
+
+const char* const kSettingNames[kSettingCount] = {
+    kCertificatePathKey, kCertificatePasswordKey, kCaFileKey, kVerifyHostKey, kServerPortKey,
+    kServerCountKey, kClientIdKey, kTransactionTypeKey, kClientTypeKey, kTxnReferenceKey,
+    kStatusWindowKey, kTimeoutKey, kProxyKey};
+
+// Each setting as BHashTable's contains() and get(char*) would answer:
+// whether its key is there, and the text of its value (null when absent,
+// not a string, or a string that never held text).
+struct Settings {
+  bool given[kSettingCount] = {};
+  const char* value[kSettingCount] = {};
+
+  Settings(BVector* keys, BVector* values) {
+    for (int i = 0; i < keys->size() && i < values->size(); i++) {
+      BObject* key = keys->get(i, 0);
+      if (key == nullptr || !key->instanceOf(BString::staticType())) continue;
+      const char* name = static_cast<BString*>(key)->buffer();
+      if (name == nullptr) continue;
+      for (int s = 0; s < kSettingCount; s++) {
+        if (strcmp(name, kSettingNames[s]) != 0) continue;
+        given[s] = true;
+        BObject* v = values->get(i, 0);
+        if (v != nullptr && v->instanceOf(BString::staticType())) value[s] = static_cast<BString*>(v)->buffer();
+        break;
+      }
+    }
+  }
+
+  std::string text(Setting s) const { return value[s] != nullptr ? value[s] : ""; }
+};
 
 }  // namespace
 
@@ -65,45 +99,45 @@ std::string TransactionRequest::server(int i) const {
 
 TransactionRequest readRequest(const txn* t) {
   BHashTable* bundle = t->bundle;
-  auto text = [bundle](const char* key, bool* given) {
-    const char* value = bundle->get(key);
-    if (given != nullptr) *given = bundle->contains(key);
-    return std::string(value != nullptr ? value : "");
-  };
+  BVector* keys = bundle->getKeys();
+  BVector* values = bundle->getValues();
+  const Settings in(keys, values);
   TransactionRequest r;
-  r.certificatePath = text(kCertificatePathKey, nullptr);
-  r.hasCertificatePath = bundle->get(kCertificatePathKey) != nullptr;
-  r.certificatePassword = text(kCertificatePasswordKey, nullptr);
-  r.caFile = text(kCaFileKey, nullptr);
-  r.checkHostName = !sameTextNoCase(bundle->get(kVerifyHostKey), "OFF");
+  r.certificatePath = in.text(kCertificatePath);
+  r.hasCertificatePath = in.value[kCertificatePath] != nullptr;
+  r.certificatePassword = in.text(kCertificatePassword);
+  r.caFile = in.text(kCaFile);
+  r.checkHostName = !sameTextNoCase(in.value[kVerifyHost], "OFF");
 
-  r.hasPort = bundle->contains(kServerPortKey);
-  r.portValid = parsePort(bundle->get(kServerPortKey), &r.port);
-  const char* count = bundle->get(kServerCountKey);
+  r.hasPort = in.given[kServerPort];
+  r.portValid = parsePort(in.value[kServerPort], &r.port);
+  const char* count = in.value[kServerCount];
   r.serverCount = count != nullptr ? atoi(count) : 0;
 
-  r.hasClientId = bundle->contains(kClientIdKey);
-  r.transactionType = text(kTransactionTypeKey, &r.hasTransactionType);
-  const char* type = bundle->get(kTransactionTypeKey);
+  r.hasClientId = in.given[kClientId];
+  r.transactionType = in.text(kTransactionType);
+  r.hasTransactionType = in.given[kTransactionType];
+  const char* type = in.value[kTransactionType];
   r.statusCheck = sameTextNoCase(type, kStatusType);
   r.purchaseOrRefund = sameTextNoCase(type, kPurchaseType) || sameTextNoCase(type, kRefundType);
-  r.hasClientType = bundle->contains(kClientTypeKey);
-  r.reference = text(kTxnReferenceKey, &r.hasReference);
+  r.hasClientType = in.given[kClientType];
+  r.reference = in.text(kTxnReference);
+  r.hasReference = in.given[kTxnReference];
   r.statusWindowMs = kStatusWindowMs;
-  const char* window = bundle->get(kStatusWindowKey);
-  if (bundle->contains(kStatusWindowKey) && !parseMilliseconds(window, &r.statusWindowMs)) {
+  if (in.given[kStatusWindow] && !parseMilliseconds(in.value[kStatusWindow], &r.statusWindowMs)) {
     r.settingProblem = std::string(kStatusWindowKey) + " must be a whole number of milliseconds.";
   }
-  const char* timeout = bundle->get(kTimeoutKey);
-  r.hasTimeout = bundle->contains(kTimeoutKey);
-  if (r.hasTimeout && (!parseMilliseconds(timeout, &r.timeoutMs) || r.timeoutMs == 0)) {
+  r.hasTimeout = in.given[kTimeout];
+  if (r.hasTimeout && (!parseMilliseconds(in.value[kTimeout], &r.timeoutMs) || r.timeoutMs == 0)) {
     r.settingProblem = std::string(kTimeoutKey) + " must be a whole number of milliseconds, at least 1.";
   }
-  r.hasProxy = bundle->contains(kProxyKey);
+  r.hasProxy = in.given[kProxy];
   std::string proxyProblem;
-  if (r.hasProxy && !ProxySetting::parse(text(kProxyKey, nullptr), &r.proxy, &proxyProblem)) {
+  if (r.hasProxy && !ProxySetting::parse(in.text(kProxy), &r.proxy, &proxyProblem)) {
     r.settingProblem = std::string(kProxyKey) + " cannot be used: " + proxyProblem;
   }
-  readFields(bundle, &r);
+  readFields(keys, values, &r);
+  trackDelete(keys);
+  trackDelete(values);
   return r;
 }
