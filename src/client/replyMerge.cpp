@@ -60,8 +60,9 @@ bool isLocalSetting(const char* name) {
 
 namespace {
 
-// The hash table a reply used to be parsed into starts with this many
-// buckets and grows once a chain is longer than kReplyChainLimit.
+// A new BHashTable, which a reply used to be parsed into, starts with this
+// many buckets and grows once a chain is longer than kReplyChainLimit.
+// ReplyMerge's order test fails if these stop matching the table.
 constexpr int kReplyBuckets = 30;
 constexpr int kReplyChainLimit = 10;
 
