@@ -78,7 +78,8 @@ struct Settings {
       const char* name = static_cast<BString*>(key)->buffer();
       if (name == nullptr) continue;
       for (int s = 0; s < kSettingCount; s++) {
-        if (strcmp(name, kSettingNames[s]) != 0) continue;
+        // Most fields differ from every setting in their first letter.
+        if (name[0] != kSettingNames[s][0] || strcmp(name, kSettingNames[s]) != 0) continue;
         given[s] = true;
         BObject* v = values->get(i, 0);
         if (v != nullptr && v->instanceOf(BString::staticType())) value[s] = static_cast<BString*>(v)->buffer();
