@@ -368,13 +368,14 @@ void recordStatistics(TransactionRecord& record, const Timings& t) {
 
 }  // namespace
 
-EngineStatus DoTransaction(txn* t, const Deadline& deadline) {
+EngineStatus DoTransaction(txn* t, const Deadline& deadline, const TransactionRequest* given) {
   TransactionRecord record(t);
   Exchange x(t);
   logDebugMessage(t, "\t\tEntering doTransaction...");
   logDebugMessage(t, "\t\tAdditional Logging enabled.");
-  TransactionRequest request = readRequest(t);
-  Run run{x, record, request, GatewayAnswer(), Timings(), deadline};
+  TransactionRequest read;
+  if (given == nullptr) read = readRequest(t);
+  Run run{x, record, given != nullptr ? *given : read, GatewayAnswer(), Timings(), deadline};
 
   EngineStatus status = runSteps(run);
   status.setAnswer(run.answer);

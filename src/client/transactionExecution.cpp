@@ -103,7 +103,10 @@ bool run(txn* t, TransactionRecord& record) {
   // The bound of the whole execute(), status checks included.
   Deadline deadline = request.hasTimeout && request.settingProblem.empty() ? Deadline::after(request.timeoutMs)
                                                                            : Deadline();
-  EngineStatus status = DoTransaction(t, deadline);
+  // The first exchange takes the request just read: nothing has written
+  // to the bundle since. Status checks read it again, since they change
+  // TRANSACTIONTYPE.
+  EngineStatus status = DoTransaction(t, deadline, &request);
   // The gateway holds the transaction once it gave a reference in this
   // execute() (one left from an earlier transaction on the same handle
   // does not count), or when asked about one.
