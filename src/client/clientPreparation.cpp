@@ -1,8 +1,9 @@
 #include "clientPreparation.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
-#include <cstdio>
 
 #include "TransactionRecord.h"
 #include "TransactionRequest.h"
@@ -52,12 +53,12 @@ EngineStatus initialiseClient(const TransactionRequest& request, TransactionReco
 }
 
 bool CheckCert(const TransactionRequest& request, txn* log) {
-  FILE* file = request.hasCertificatePath ? fopen(request.certificatePath.c_str(), "r") : nullptr;
-  // fopen() in mode "r" also opens a directory on Linux, so the open file
-  // must in addition be a regular one.
+  // A regular file this process may read: what opening it for reading
+  // would find, asked without opening it (a directory would open too).
+  const char* path = request.certificatePath.c_str();
   struct stat info;
-  bool usable = file != nullptr && fstat(fileno(file), &info) == 0 && S_ISREG(info.st_mode);
-  if (file != nullptr) fclose(file);
+  bool usable = request.hasCertificatePath && stat(path, &info) == 0 && S_ISREG(info.st_mode) &&
+                faccessat(AT_FDCWD, path, R_OK, AT_EACCESS) == 0;
   logDebugMessage(log, usable ? "\t\t\tCertificate Path OK..." : "\t\t\tCertificate Path Invalid...");
   return usable;
 }

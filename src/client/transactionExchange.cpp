@@ -205,11 +205,17 @@ ServerOutcome tryServer(Run& run, int index, EngineStatus* why) {
     int fd = run.x.descriptor();
     sendWithoutDelay(fd);
     sslSetPeer(run.x.context(), server.c_str(), run.request.checkHostName);
-    bool offered = sslAttach(run.x.context(), fd, offerSession);
+    // Refusals of offered sessions are counted per address connected to;
+    // behind a proxy that is the proxy's, so the server's name stands in.
+    std::string gateway = (run.request.hasProxy ? server : peer) + ":" + std::to_string(run.request.port);
+    bool offered = sslAttach(run.x.context(), fd, gateway, offerSession);
     std::string detail;
     run.step = "the SSL handshake";
-    SslHandshakeOutcome outcome = sslHandshake(run.x.context(), fd, run.deadline.clamp(kHandshakeTimeoutMs), &detail);
-    run.x.socket()->setNonBlocking();
+    // The socket is non-blocking from its connect on (the handshake's and
+    // the replies' waits are bounded polls), so it is already in the mode
+    // the reads after the handshake need.
+    SslHandshakeOutcome outcome =
+        sslHandshake(run.x.context(), fd, gateway, run.deadline.clamp(kHandshakeTimeoutMs), &detail);
     if (outcome == kSslHandshakeCompleted) {
       SslHandshakeSummary agreed = sslHandshakeSummary(run.x.context());
       emitHandshakeDone(run.log(), agreed.version, agreed.cipher, agreed.resumed);

@@ -1,6 +1,5 @@
 #include "addressConnect.h"
 
-#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 
@@ -11,12 +10,6 @@
 
 namespace {
 
-bool setNonBlocking(int fd, bool on) {
-  int flags = fcntl(fd, F_GETFL);
-  if (flags == -1) return false;
-  return fcntl(fd, F_SETFL, on ? (flags | O_NONBLOCK) : (flags & ~O_NONBLOCK)) != -1;
-}
-
 std::string failureText(const ServerAddress& address, int err) {
   if (err == ECONNREFUSED) return "Connection to " + address.withPort() + " was refused.";
   return "Could not connect to " + address.withPort() + ": " + strerror(err) + ".";
@@ -26,8 +19,10 @@ std::string failureText(const ServerAddress& address, int err) {
 // otherwise *error says why.
 bool connectOne(const ServerAddress& address, const Deadline& deadline, OwnedDescriptor* fd,
                 std::string* error) {
-  OwnedDescriptor s(socket(address.family(), SOCK_STREAM | SOCK_CLOEXEC, 0));
-  if (!s.valid() || !setNonBlocking(s.get(), true)) {
+  // Made non-blocking and left so: every later wait on it (the proxy's
+  // answer, the handshake, the replies) is a bounded poll.
+  OwnedDescriptor s(socket(address.family(), SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  if (!s.valid()) {
     *error = failureText(address, errno);
     return false;
   }
@@ -40,8 +35,8 @@ bool connectOne(const ServerAddress& address, const Deadline& deadline, OwnedDes
     // the poll resumes it with what is left of both.
     Deadline attempt = Deadline::earlier(Deadline::after(kConnectTimeoutMs), deadline);
     int ready;
+    pollfd entry{s.get(), POLLOUT, 0};
     do {
-      pollfd entry{s.get(), POLLOUT, 0};
       ready = poll(&entry, 1, attempt.clamp(kConnectTimeoutMs));
     } while (ready < 0 && errno == EINTR);
     if (ready == 0) {
@@ -51,16 +46,19 @@ bool connectOne(const ServerAddress& address, const Deadline& deadline, OwnedDes
                          std::to_string(kConnectTimeoutMs) + " ms.";
       return false;
     }
-    int err = errno;
-    socklen_t length = sizeof err;
-    if (ready < 0 || getsockopt(s.get(), SOL_SOCKET, SO_ERROR, &err, &length) != 0 || err != 0) {
-      *error = failureText(address, err);
+    if (ready < 0) {
+      *error = failureText(address, errno);
       return false;
     }
-  }
-  if (!setNonBlocking(s.get(), false)) {
-    *error = failureText(address, errno);
-    return false;
+    // A failed connect wakes the poll with an error or hang-up beside
+    // POLLOUT; only then is there a reason to ask the socket for.
+    if ((entry.revents & (POLLERR | POLLHUP)) != 0) {
+      int err = 0;
+      socklen_t length = sizeof err;
+      if (getsockopt(s.get(), SOL_SOCKET, SO_ERROR, &err, &length) != 0) err = errno;
+      *error = failureText(address, err != 0 ? err : ECONNREFUSED);
+      return false;
+    }
   }
   *fd = std::move(s);
   return true;

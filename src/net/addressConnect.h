@@ -16,7 +16,7 @@
 // passed.
 //
 // On success returns true, with *connected owning the descriptor (in
-// blocking mode, close-on-exec) and *answered the index in addresses of
+// non-blocking mode, close-on-exec) and *answered the index in addresses of
 // the address that accepted. On failure returns false, *connected holds
 // none, and *error is the sentence of the last failure, naming that
 // address and port ("Connection to 127.0.0.1:5000 was refused.").

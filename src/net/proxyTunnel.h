@@ -42,7 +42,7 @@ TunnelFailure requestTunnel(int fd, const ProxySetting& proxy, const std::string
 
 // Resolves the proxy's host, connects to its addresses in turn (see
 // connectToAddresses) and runs requestTunnel. kNone leaves *tunnel owning
-// the descriptor, in blocking mode; otherwise *tunnel holds none and
+// the descriptor, in non-blocking mode; otherwise *tunnel holds none and
 // *detail says why, as for requestTunnel.
 TunnelFailure openTunnel(const ProxySetting& proxy, const std::string& targetHost,
                          int targetPort, const Deadline& deadline, OwnedDescriptor* tunnel,

@@ -7,7 +7,6 @@
 #include <openssl/x509_vfy.h>
 
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <poll.h>
 
 #include <cerrno>
@@ -32,17 +31,6 @@ struct ResumptionRecord {
 };
 std::mutex gResumptionMutex;
 std::map<std::string, ResumptionRecord> gResumption;
-
-// "address:port" of the peer of connected descriptor fd, or empty.
-std::string gatewayOf(int fd) {
-  sockaddr_storage peer{};
-  socklen_t length = sizeof peer;
-  char host[INET6_ADDRSTRLEN] = "";
-  if (getpeername(fd, reinterpret_cast<sockaddr*>(&peer), &length) != 0 || peer.ss_family != AF_INET) return "";
-  auto* v4 = reinterpret_cast<sockaddr_in*>(&peer);
-  inet_ntop(AF_INET, &v4->sin_addr, host, sizeof host);
-  return std::string(host) + ":" + std::to_string(ntohs(v4->sin_port));
-}
 
 bool worthOffering(const std::string& gateway) {
   std::lock_guard<std::mutex> guard(gResumptionMutex);
@@ -114,19 +102,16 @@ void sslSetPeer(BSSLContext* ctx, const char* server, bool checkName) {
   }
 }
 
-bool sslAttach(BSSLContext* ctx, int fd, bool offerStoredSession) {
-  ctx->bindSocket(fd, offerStoredSession && worthOffering(gatewayOf(fd)));
+bool sslAttach(BSSLContext* ctx, int fd, const std::string& gateway, bool offerStoredSession) {
+  ctx->bindSocket(fd, offerStoredSession && worthOffering(gateway));
   SSL* ssl = ctx->getSSLObject();
   return ssl != nullptr && SSL_get0_session(ssl) != nullptr;
 }
 
-SslHandshakeOutcome sslHandshake(BSSLContext* ctx, int fd, int timeoutMs, std::string* detail) {
+SslHandshakeOutcome sslHandshake(BSSLContext* ctx, int fd, const std::string& gateway, int timeoutMs,
+                                 std::string* detail) {
   SSL* ssl = ctx->getSSLObject();
-  int flags = fcntl(fd, F_GETFL);
-  // A gateway that accepts the connection and then stalls must not hold
-  // the transaction: the handshake runs non-blocking, each wait bounded
-  // by what is left of the time allowed.
-  if (ssl == nullptr || flags == -1 || fcntl(fd, F_SETFL, flags | O_NONBLOCK) == -1) {
+  if (ssl == nullptr) {
     *detail = "the connection could not be set up";
     return kSslHandshakeFailed;
   }
@@ -143,14 +128,14 @@ SslHandshakeOutcome sslHandshake(BSSLContext* ctx, int fd, int timeoutMs, std::s
     errno = 0;
     int result = SSL_connect(ssl);
     if (result == 1) {
-      if (offered) noteResumption(gatewayOf(fd), SSL_session_reused(ssl) == 1);
+      if (offered) noteResumption(gateway, SSL_session_reused(ssl) == 1);
       return kSslHandshakeCompleted;
     }
     int savedErrno = errno;
     int sslError = SSL_get_error(ssl, result);
     short events = sslError == SSL_ERROR_WANT_READ ? POLLIN : sslError == SSL_ERROR_WANT_WRITE ? POLLOUT : 0;
     if (events == 0) {
-      if (offered) noteResumption(gatewayOf(fd), false);
+      if (offered) noteResumption(gateway, false);
       *detail = handshakeFailure(ssl, sslError, savedErrno);
       return kSslHandshakeFailed;
     }

@@ -25,9 +25,11 @@ void sslSetPeer(BSSLContext* ctx, const char* server, bool checkName);
 // offered, whatever the store holds, so the handshake is a full one; nor
 // is one offered to a gateway that refused kResumptionRefusalsBeforePause
 // offered sessions in a row, for kResumptionPauseSeconds after the last
-// refusal (sslHandshake() keeps the count).
+// refusal (sslHandshake() keeps the count). gateway names the gateway the
+// refusals are counted for ("address:port" of the connection, or the
+// server's name and port behind a proxy).
 // Returns true when a stored session is offered.
-bool sslAttach(BSSLContext* ctx, int fd, bool offerStoredSession);
+bool sslAttach(BSSLContext* ctx, int fd, const std::string& gateway, bool offerStoredSession);
 
 // How a handshake ended.
 enum SslHandshakeOutcome {
@@ -37,13 +39,17 @@ enum SslHandshakeOutcome {
 };
 
 // Runs the client handshake on the context's connection, bound to the
-// connected descriptor fd, for at most timeoutMs milliseconds; fd is left
-// non-blocking. Unless the handshake completed, *detail holds why:
+// connected descriptor fd, for at most timeoutMs milliseconds, and counts
+// whether gateway (as for sslAttach()) resumed an offered session.
+// Requires fd non-blocking: each wait is a poll bounded by what is left
+// of the time allowed (on a blocking descriptor OpenSSL's own reads would
+// wait unbounded). Unless the handshake completed, *detail holds why:
 // OpenSSL's reason with the verification result when there is one (for
 // example "certificate verify failed: unable to get local issuer
 // certificate"), the time-out, or a CA file that could not be loaded
 // (named by its path).
-SslHandshakeOutcome sslHandshake(BSSLContext* ctx, int fd, int timeoutMs, std::string* detail);
+SslHandshakeOutcome sslHandshake(BSSLContext* ctx, int fd, const std::string& gateway, int timeoutMs,
+                                 std::string* detail);
 
 // What a completed handshake on the context's connection agreed: the
 // protocol version ("TLSv1.3"), the cipher's name, and whether a stored

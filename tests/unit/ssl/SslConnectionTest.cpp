@@ -26,9 +26,10 @@ TEST(SslConnection, RefusalAfterTheHandshakeIsFoundByAFailedWrite) {
   ctx.setInUse(1);
   ASSERT_NE(ctx.getSSLObject(), nullptr);
   ASSERT_TRUE(socket.connect("127.0.0.1", gateway.port(), 5000));
-  EXPECT_FALSE(sslAttach(&ctx, socket.getSocket(), true)) << "no session stored for this certificate";
+  socket.setNonBlocking();
+  EXPECT_FALSE(sslAttach(&ctx, socket.getSocket(), "gateway", true)) << "no session stored for this certificate";
   std::string detail;
-  ASSERT_EQ(sslHandshake(&ctx, socket.getSocket(), 5000, &detail), kSslHandshakeCompleted) << detail;
+  ASSERT_EQ(sslHandshake(&ctx, socket.getSocket(), "gateway", 5000, &detail), kSslHandshakeCompleted) << detail;
   ASSERT_EQ(SSL_version(ctx.getSSLObject()), TLS1_3_VERSION);
   EXPECT_FALSE(gateway.waitForConnections(1).back().handshake);
 
@@ -63,9 +64,10 @@ TEST(SslConnection, AGatewayThatNeverResumesStopsBeingOfferedSessions) {
   for (int i = 0; i < 8; i++) {
     BSocket socket;
     ASSERT_TRUE(socket.connect("127.0.0.1", gateway.port(), 5000));
-    if (sslAttach(&ctx, socket.getSocket(), true)) offers++;
+    socket.setNonBlocking();
+    if (sslAttach(&ctx, socket.getSocket(), "gateway", true)) offers++;
     std::string detail;
-    ASSERT_EQ(sslHandshake(&ctx, socket.getSocket(), 5000, &detail), kSslHandshakeCompleted) << detail;
+    ASSERT_EQ(sslHandshake(&ctx, socket.getSocket(), "gateway", 5000, &detail), kSslHandshakeCompleted) << detail;
     EXPECT_FALSE(SSL_session_reused(ctx.getSSLObject()));
     closeTls(ctx, socket);
     ctx.setInUse(1);
