@@ -8,7 +8,7 @@
 #include "ProxySetting.h"
 #include "TinyProxy.h"
 #include "proxyTunnel.h"
-#include "rawListener.h"
+#include "RawListener.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include "BSocket.h"
 #include "ServerAddress.h"
 #include "addressConnect.h"
-#include "rawListener.h"
+#include "RawListener.h"
 
 namespace {
 
