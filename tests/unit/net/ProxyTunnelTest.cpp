@@ -6,9 +6,9 @@
 #include <thread>
 
 #include "ProxySetting.h"
+#include "RawListener.h"
 #include "TinyProxy.h"
 #include "proxyTunnel.h"
-#include "RawListener.h"
 
 namespace {
 
