@@ -2,7 +2,7 @@ package zelvan_test
 
 // The Go binding driving real transactions against the gateway simulators
 // that tests/support/with_gateway_sim.py starts. Environment: ZV_SIM_PORT,
-// ZV_SLOW_SIM_PORT (a simulator whose replies come in slow pieces),
+// ZV_SLOW_SIM_PORT (a simulator whose replies come in slow pieces), ZV_LOST_SIM_PORT,
 // ZV_CERT_DIR and ZV_CERT_PASSWORD.
 
 import (
@@ -46,7 +46,7 @@ func must(t *testing.T, errs ...error) {
 	}
 }
 
-func TestApprovalsAndDeclinesAreResultsAndFailuresErrors(t *testing.T) {
+func TestApprovalsAreResultsAndFailuresErrors(t *testing.T) {
 	tx := purchase(t, os.Getenv("ZV_SIM_PORT"), card)
 	result, err := tx.Execute(context.Background())
 	if err != nil {
@@ -72,11 +72,6 @@ func TestApprovalsAndDeclinesAreResultsAndFailuresErrors(t *testing.T) {
 		}
 	}
 
-	declined, err := purchase(t, os.Getenv("ZV_SIM_PORT"), "4000000000000002").Execute(context.Background())
-	if err != nil || !declined.Declined() || declined.Approved() || declined.ResponseCode() != "05" {
-		t.Errorf("not a decline: %v %v", declined, err)
-	}
-
 	// A failure of the library is an error, not a result.
 	tx = purchase(t, os.Getenv("ZV_SIM_PORT"), card)
 	must(t, tx.SetCertificate(certificate("client.p12"), "wrong"))
@@ -92,19 +87,12 @@ func TestApprovalsAndDeclinesAreResultsAndFailuresErrors(t *testing.T) {
 	}
 }
 
-func TestEachOutcomeComesFromTheLibrary(t *testing.T) {
-	declined, err := purchase(t, os.Getenv("ZV_DECLINING_SIM_PORT"), card).Execute(context.Background())
-	if err != nil || declined.Outcome != zelvan.OutcomeDeclined {
-		t.Errorf("declining gateway: %v %v", declined, err)
-	}
-	_, err = purchase(t, os.Getenv("ZV_REFUSED_PORT"), card).Execute(context.Background())
-	var refused *zelvan.TransactionError
-	if !errors.As(err, &refused) || refused.Outcome.Outcome != zelvan.OutcomeNoDecision || errors.Is(err, zelvan.ErrOutcomeUnknown) {
-		t.Errorf("refused connection: %v", err)
-	}
-	_, err = purchase(t, os.Getenv("ZV_LOST_SIM_PORT"), card).Execute(context.Background())
+// Which outcome makes which error is the transaction cases' work (tests/data);
+// here the outcome-unknown error's reference, which only the binding shows.
+func TestOutcomeUnknownErrorCarriesTheReference(t *testing.T) {
+	_, err := purchase(t, os.Getenv("ZV_LOST_SIM_PORT"), card).Execute(context.Background())
 	var unknown *zelvan.TransactionError
-	if !errors.As(err, &unknown) || !errors.Is(err, zelvan.ErrOutcomeUnknown) || unknown.Outcome.Outcome != zelvan.OutcomeUnknown ||
+	if !errors.As(err, &unknown) || !errors.Is(err, zelvan.ErrOutcomeUnknown) ||
 		!strings.HasPrefix(unknown.TxnReference(), "ZS") || !strings.Contains(err.Error(), unknown.TxnReference()) {
 		t.Errorf("lost final response: %v", err)
 	}

@@ -16,6 +16,7 @@
 #include <system_error>
 #include <thread>
 
+#include "RawListener.h"
 #include "TestCertificates.h"
 #include "testText.h"
 
@@ -26,23 +27,6 @@ namespace {
 constexpr int kStartAttempts = 5;
 constexpr int kStartTimeoutMs = 10000;
 constexpr int kStopTimeoutMs = 5000;
-
-// A port of 127.0.0.1 that nobody listens on right now. Another program may
-// take it before the proxy does; the caller then tries another.
-int freePort() {
-  int fd = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in sa{};
-  sa.sin_family = AF_INET;
-  sa.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t length = sizeof sa;
-  int port = 0;
-  if (bind(fd, reinterpret_cast<sockaddr*>(&sa), sizeof sa) == 0 &&
-      getsockname(fd, reinterpret_cast<sockaddr*>(&sa), &length) == 0) {
-    port = ntohs(sa.sin_port);
-  }
-  close(fd);
-  return port;
-}
 
 bool accepts(int port) {
   int fd = socket(AF_INET, SOCK_STREAM, 0);
@@ -66,7 +50,9 @@ std::string TinyProxy::program() {
 
 TinyProxy::TinyProxy(const Options& options) : m_dir(TestCertificates::makeTempDir("zv-proxy-")) {
   for (int attempt = 0; attempt < kStartAttempts && m_port == 0; ++attempt) {
-    int port = freePort();
+    // Free a moment ago: another program may take it before the proxy
+    // does, and the next attempt tries another.
+    int port = RawListener("127.0.0.1", false).port();
     if (port != 0 && startOn(port, options)) m_port = port;
   }
   if (m_port == 0) {

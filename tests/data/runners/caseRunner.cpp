@@ -1,11 +1,7 @@
 // Runs every transaction case of tests/data/cases as a test of its own,
 // through the C API against the gateway simulator. tests/data/README.md
 // says what each section asks of a runner; this one is the reference.
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
@@ -17,6 +13,7 @@
 
 #include "GatewaySim.h"
 #include "MerchantTxn.h"
+#include "RawListener.h"
 #include "SessionStoreGuard.h"
 #include "TestCertificates.h"
 #include "TxnCase.h"
@@ -25,19 +22,6 @@
 namespace {
 
 const char* const kOutcomeNames[] = {"NONE", "APPROVED", "DECLINED", "NO_DECISION", "UNKNOWN"};
-
-// A port of 127.0.0.1 that nothing listened on a moment ago.
-int freePort() {
-  int fd = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t length = sizeof address;
-  bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address);
-  getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
-  close(fd);
-  return ntohs(address.sin_port);
-}
 
 class CaseRun : public testing::Test {
  public:
@@ -48,8 +32,9 @@ class CaseRun : public testing::Test {
     if (c.has("pending")) GTEST_SKIP() << "pending: " << c.text("pending");
     TestCertificates certs;
     SessionStoreGuard guard(certs);
+    RawListener refusing("127.0.0.1", false);  // bound, not listening: connections are refused
     m_tokens = {{"%CERTS", certs.dir()}, {"%PASSWORD", certs.password()}, {"%LOGFILE", certs.dir() + "/debug.log"},
-                {"%FREEPORT", std::to_string(freePort())}, {"%CR", "\r"}, {"%LF", "\n"}, {"%EQ", "="}};
+                {"%FREEPORT", std::to_string(refusing.port())}, {"%CR", "\r"}, {"%LF", "\n"}, {"%EQ", "="}};
     if (c.has("before")) {
       {
         // A first run whose only trace is the TLS session it stores.

@@ -106,6 +106,52 @@ class CaseRun:
         the library saw it: right only where the library refuses it too."""
         self.check("ERROR=INVALID FIELD" in self.lines("fields"), "a request field was refused before the library")
 
+    def reported(self):
+        """The names of the fields a case compares after execute()."""
+        return [line.split("=", 1)[0] for section in ("fields", "match") for line in self.lines(section)] + \
+            self.lines("absent")
+
+    def plan(self, port):
+        """What a binding's runner is to do, as command-line words in threes:
+        S NAME value for each setting, R NAME value for each request field,
+        F NAME "" for each field to report after execute()."""
+        words = []
+        for kind, pairs in (("S", self.settings(port)), ("R", self.request())):
+            for name, value in pairs:
+                words += [kind, name, value]
+        for name in self.reported():
+            words += ["F", name, ""]
+        return words
+
+    def compare_report(self, report):
+        """Compares what a binding's runner reported: "refused" (it refused a
+        request field itself), "not_stored" (fields get() did not give back
+        as put), "outcome" (its outcome type's name), "completed", "raised"
+        (null when execute() returned, "error" when it raised the binding's
+        transaction error, "unknown" for its outcome-unknown error),
+        "seconds" and "fields" (the reported fields, null when absent)."""
+        if report["refused"]:
+            self.refused()
+            return
+        for name in report["not_stored"]:
+            self.check(False, "put stores what it is given: " + name)
+        outcome = re.sub("[^A-Z]", "", report["outcome"].upper())
+        outcome = next((o for o in OUTCOMES if o.replace("_", "") == outcome), report["outcome"])
+        raised = "unknown" if outcome == "UNKNOWN" else None if outcome in ("APPROVED", "DECLINED") else "error"
+        self.check(report["raised"] == raised, "execute() %s for %s" % (
+            "returned" if report["raised"] is None else "raised " + report["raised"], outcome))
+        self.compare(report["fields"].get, outcome, int(report["completed"]), report["seconds"])
+
+    def check_no_secrets(self, output):
+        """A front end's output must never hold a card number or the password
+        it was given (unless another request field, name or value, holds the same text)."""
+        request = self.request()
+        secrets = [v for n, v in request if n.upper() == "CARDDATA" and len(v) >= 12] + [self.tokens["%PASSWORD"]]
+        for secret in secrets:
+            if any(secret in n + v for n, v in request if n.upper() != "CARDDATA"):
+                continue
+            self.check(secret not in output, "a card number or password in the output")
+
     def compare_gateway(self):
         """Compares [stats] and [sent] with what the simulator counted and
         received, and [log] with the debug log the run wrote."""

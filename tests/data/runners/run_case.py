@@ -20,51 +20,37 @@ SETTERS = {"SERVERS": "set_servers", "SERVERPORT": "set_port", "CLIENTID": "set_
            "LOGFILE": "set_debug_log"}
 
 
-def fill(run, t, port):
-    """Settings, then request fields; False when the binding refused a field itself."""
-    for name, value in run.settings(port):
-        getattr(t, SETTERS[name])(value)
-    for name, value in run.request():
+def report_of(run, port):
+    """What the binding showed, in the report the other languages' runners
+    print (see CaseRun.compare_report)."""
+    report = {"refused": False, "not_stored": [], "fields": {}}
+    with zelvan.Transaction() as t:
+        for name, value in run.settings(port):
+            getattr(t, SETTERS[name])(value)
+        for name, value in run.request():
+            try:
+                t[name] = value
+            except ValueError:
+                report["refused"] = True
+                return report
+            if t.get(name) != value:
+                report["not_stored"].append(name)
+        start = time.monotonic()
         try:
-            t[name] = value
-        except ValueError:
-            return False
-        run.check(t.get(name) == value, "put stores what it is given: " + name)
-    return True
-
-
-def execute(t):
-    """execute()'s return value and the Result: returned when the gateway
-    decided, raised as TransactionError (OutcomeUnknownError when unknown)
-    when it did not."""
-    try:
-        result = t.execute()
-        decided = True
-    except zelvan.TransactionError as error:
-        result, decided = error.outcome, False
-        if isinstance(error, zelvan.OutcomeUnknownError) != (result.outcome is zelvan.Outcome.UNKNOWN):
-            return int(result.completed), result, "OutcomeUnknownError raised for " + result.outcome.name
-    if decided != (result.outcome in (zelvan.Outcome.APPROVED, zelvan.Outcome.DECLINED)):
-        return int(result.completed), result, "execute() %s for %s" % (
-            "returned" if decided else "raised", result.outcome.name)
-    return int(result.completed), result, None
+            result, report["raised"] = t.execute(), None
+        except zelvan.TransactionError as error:
+            result = error.outcome
+            report["raised"] = "unknown" if isinstance(error, zelvan.OutcomeUnknownError) else "error"
+        report.update(seconds=time.monotonic() - start, outcome=result.outcome.name, completed=result.completed,
+                      fields={name: t.get(name) if name in t else None for name in run.reported()})
+    return report
 
 
 def run_case(run):
     if run.before_port is not None:
-        with zelvan.Transaction() as first:
-            fill(run, first, run.before_port)
-            run.check(execute(first)[0] == 1, "[before]: the first run failed")
+        run.check(report_of(run, run.before_port).get("completed"), "[before]: the first run failed")
         run.remove_log()
-    with zelvan.Transaction() as t:
-        if not fill(run, t, run.sim.port):
-            run.refused()
-            return 0
-        start = time.monotonic()
-        returned, result, wrong = execute(t)
-        seconds = time.monotonic() - start
-        run.check(wrong is None, wrong)
-        run.compare(lambda name: t.get(name) if name in t else None, result.outcome.name, returned, seconds)
+    run.compare_report(report_of(run, run.sim.port))
     return 0
 
 

@@ -55,16 +55,18 @@ def command(run, port):
     return argv, env
 
 
-def execute(argv, env):
-    """zelvan-txn's exit status and the fields and outcome it printed."""
-    done = subprocess.run(argv, env=env, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, timeout=300)
+def execute(run, argv, env):
+    """zelvan-txn's exit status and the fields and outcome it printed, which
+    hold no card number or password, nor does its standard error."""
+    done = subprocess.run(argv, env=env, capture_output=True, timeout=300)
+    run.check_no_secrets((done.stdout + done.stderr).decode("utf-8", "replace"))
     printed = json.loads(done.stdout) if done.stdout.strip() else {}
     return done.returncode, printed
 
 
 def run_case(run):
     if run.before_port is not None:
-        status, _ = execute(*command(run, run.before_port))
+        status, _ = execute(run, *command(run, run.before_port))
         run.check(status == 0, "[before]: the first run exited with %d" % status)
         run.remove_log()
     argv, env = command(run, run.sim.port)
@@ -72,7 +74,7 @@ def run_case(run):
         run.refused()
         return 0
     start = time.monotonic()
-    status, printed = execute(argv, env)
+    status, printed = execute(run, argv, env)
     seconds = time.monotonic() - start
     outcome = printed.pop("outcome", "").upper()
     run.check(EXIT_STATUSES.get(outcome) == status, "exit status %d for outcome %r" % (status, outcome))

@@ -59,36 +59,17 @@ public class TransactionTest {
         assertThrows(IllegalStateException.class, () -> t.get("RESULT"));
     }
 
+    /** Which outcome makes which exception is the transaction cases' work (tests/data). */
     @Test
-    public void declineIsAResultAndAFailureThrowsWithTheBundleTexts() throws Exception {
-        try (Transaction t = purchase("4000000000000002", PASSWORD)) {
-            Result result = t.execute();
-            assertTrue(result.isDeclined() && !result.isApproved());
-            assertEquals(List.of("1", "05"), List.of(result.getResult(), result.getResponseCode()));
-        }
+    public void failuresThrowWithTheBundleTextsAndUnknownOnesWithTheReference() throws Exception {
         try (Transaction t = purchase(CARD, "wrong")) {
             TransactionException e = assertThrows(TransactionException.class, t::execute);
             assertEquals("UNABLE TO INITIALISE SSL.", e.getError());
             assertEquals("-1", e.getOutcome().getResult());
-            assertFalse(e.getOutcome().isCompleted());
-            assertEquals(Outcome.NO_DECISION, e.getOutcome().getOutcome());
             assertTrue(e.getMessage().startsWith("UNABLE TO INITIALISE SSL.") && !e.getMessage().contains(CARD));
-        }
-    }
-
-    @Test
-    public void everyOutcomeComesFromTheLibrary() throws Exception {
-        try (Transaction t = purchase(CARD, PASSWORD, System.getenv("ZV_DECLINING_SIM_PORT"))) {
-            assertEquals(Outcome.DECLINED, t.execute().getOutcome());
-        }
-        try (Transaction t = purchase(CARD, PASSWORD, System.getenv("ZV_REFUSED_PORT"))) {
-            TransactionException e = assertThrows(TransactionException.class, t::execute);
-            assertFalse(e instanceof OutcomeUnknownException);
-            assertEquals(Outcome.NO_DECISION, e.getOutcome().getOutcome());
         }
         try (Transaction t = purchase(CARD, PASSWORD, System.getenv("ZV_LOST_SIM_PORT"))) {
             OutcomeUnknownException e = assertThrows(OutcomeUnknownException.class, t::execute);
-            assertEquals(Outcome.UNKNOWN, e.getOutcome().getOutcome());
             assertTrue(e.getTxnReference().startsWith("ZS") && e.getMessage().contains(e.getTxnReference()));
         }
     }

@@ -1,5 +1,5 @@
-#ifndef ZELVAN_TESTS_NET_RAWLISTENER_H_
-#define ZELVAN_TESTS_NET_RAWLISTENER_H_
+#ifndef ZELVAN_TESTS_SUPPORT_RAWLISTENER_H_
+#define ZELVAN_TESTS_SUPPORT_RAWLISTENER_H_
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -52,4 +52,4 @@ class RawListener {
   int port_ = 0;
 };
 
-#endif  // ZELVAN_TESTS_NET_RAWLISTENER_H_
+#endif  // ZELVAN_TESTS_SUPPORT_RAWLISTENER_H_
