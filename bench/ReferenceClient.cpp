@@ -123,7 +123,9 @@ bool ReferenceClient::exchange(const std::string& request, int exchanges, bool* 
     SSL_SESSION_free(m_session);
     m_session = SSL_get1_session(ssl);
   }
-  // Closed as the library closes: no close_notify, the session stays good.
+  // Closed as the library closes: one close_notify, without waiting for
+  // the gateway's, so that a gateway caching sessions by ID keeps this one.
+  if (SSL_is_init_finished(ssl)) SSL_shutdown(ssl);
   SSL_set_shutdown(ssl, SSL_SENT_SHUTDOWN | SSL_RECEIVED_SHUTDOWN);
   SSL_free(ssl);
   close(fd);
