@@ -46,24 +46,23 @@ func must(t *testing.T, errs ...error) {
 	}
 }
 
-func TestApprovalsAreResultsAndFailuresErrors(t *testing.T) {
+// Outcomes, fields and refusals are checked through this binding by the
+// transaction cases (tests/data); this test checks the binding's own types
+// and that none of its texts shows a value it refused or the card data.
+func TestResultAndErrorTypes(t *testing.T) {
 	tx := purchase(t, os.Getenv("ZV_SIM_PORT"), card)
 	result, err := tx.Execute(context.Background())
 	if err != nil {
 		t.Fatal(err)
 	}
 	if !result.Approved() || result.Declined() || result.OutcomeUnknown() || result.Code() != "0" ||
-		result.ResponseText() != "APPROVED" || !strings.HasPrefix(result.TxnReference(), "ZS") ||
-		result.Field("CARDDATA") != "411111XXXXXX1111" {
+		result.ResponseText() != "APPROVED" || !strings.HasPrefix(result.TxnReference(), "ZS") {
 		t.Errorf("not an approval: %v %q", result, result.Fields)
 	}
 	for name := range result.Fields {
 		if strings.HasPrefix(name, "_") {
 			t.Errorf("local field %s in the result", name)
 		}
-	}
-	if cvc, _, _ := tx.Get("CVC2"); cvc != "***" {
-		t.Errorf("CVC2 %q after the exchange", cvc)
 	}
 	// Every verb keeps to the card-free string form.
 	for _, text := range []string{result.String(), fmt.Sprintf("%v %+v %#v %s", result, result, result, result)} {
@@ -72,69 +71,38 @@ func TestApprovalsAreResultsAndFailuresErrors(t *testing.T) {
 		}
 	}
 
-	// A failure of the library is an error, not a result.
-	tx = purchase(t, os.Getenv("ZV_SIM_PORT"), card)
-	must(t, tx.SetCertificate(certificate("client.p12"), "wrong"))
-	result, err = tx.Execute(context.Background())
-	var failure *zelvan.TransactionError
-	if result != nil || !errors.As(err, &failure) {
-		t.Fatalf("%v %v", result, err)
-	}
-	if failure.Outcome.ErrorText() != "UNABLE TO INITIALISE SSL." || failure.Outcome.Code() != "-1" ||
-		failure.Outcome.Completed || failure.OutcomeUnknown() || failure.Outcome.Outcome != zelvan.OutcomeNoDecision ||
-		!strings.HasPrefix(err.Error(), "UNABLE TO INITIALISE SSL.") {
-		t.Errorf("%v, %v", err, failure.Outcome)
-	}
-}
-
-// Which outcome makes which error is the transaction cases' work (tests/data);
-// here the outcome-unknown error's reference, which only the binding shows.
-func TestOutcomeUnknownErrorCarriesTheReference(t *testing.T) {
-	_, err := purchase(t, os.Getenv("ZV_LOST_SIM_PORT"), card).Execute(context.Background())
+	_, err = purchase(t, os.Getenv("ZV_LOST_SIM_PORT"), card).Execute(context.Background())
 	var unknown *zelvan.TransactionError
 	if !errors.As(err, &unknown) || !errors.Is(err, zelvan.ErrOutcomeUnknown) ||
 		!strings.HasPrefix(unknown.TxnReference(), "ZS") || !strings.Contains(err.Error(), unknown.TxnReference()) {
 		t.Errorf("lost final response: %v", err)
 	}
-}
 
-func TestNoCardDataInErrorsOfTransactionsRefusedBeforeConnecting(t *testing.T) {
-	// A CR LF never reaches the library: the refusal names the field only.
-	lineBreak := purchase(t, os.Getenv("ZV_SIM_PORT"), card)
-	for _, f := range [][2]string{{"CARDDATA", card + "\r\n"}, {"CVC2", "123\r\n"}, {"CARDEXPIRYDATE", "1230\r\n"}} {
-		if err := lineBreak.Set(f[0], f[1]); err == nil || strings.Contains(err.Error(), strings.TrimSpace(f[1])) {
-			t.Errorf("Set(%s): %v", f[0], err)
-		}
+	tx = purchase(t, os.Getenv("ZV_SIM_PORT"), card)
+	must(t, tx.SetCertificate(certificate("client.p12"), "not-the-password"))
+	result, err = tx.Execute(context.Background())
+	var failure *zelvan.TransactionError
+	if result != nil || !errors.As(err, &failure) || failure.Outcome.Outcome != zelvan.OutcomeNoDecision ||
+		!strings.HasPrefix(err.Error(), "UNABLE TO INITIALISE SSL.") {
+		t.Fatalf("%v %v", result, err)
 	}
-	wrongPassword := purchase(t, os.Getenv("ZV_SIM_PORT"), card)
-	must(t, wrongPassword.SetCertificate(certificate("client.p12"), "not-the-password"),
-		wrongPassword.Set("CARDEXPIRYDATE", "1230"))
-	for _, tx := range []*zelvan.Transaction{wrongPassword} {
-		_, err := tx.Execute(context.Background())
-		var failure *zelvan.TransactionError
-		if !errors.As(err, &failure) || failure.Outcome.Outcome != zelvan.OutcomeNoDecision {
-			t.Fatalf("%v", err)
-		}
-		shown := fmt.Sprintf("%v %+v %#v %v", err, failure, failure.Outcome, failure.Outcome)
-		for _, secret := range []string{card, "123", "1230", "not-the-password"} {
-			if strings.Contains(shown, secret) {
-				t.Errorf("%q shown in %q", secret, shown)
-			}
-		}
-		f := failure.Outcome.Fields
-		if f["CARDDATA"] != "411111XXXXXX1111" || f["CVC2"] != "***" || f["CARDEXPIRYDATE"] != "****" {
-			t.Errorf("card data in the fields: %q %q %q", f["CARDDATA"], f["CVC2"], f["CARDEXPIRYDATE"])
+	shown := fmt.Sprintf("%v %+v %#v %v", err, failure, failure.Outcome, failure.Outcome)
+	for _, secret := range []string{card, "not-the-password"} {
+		if strings.Contains(shown, secret) {
+			t.Errorf("%q shown in %q", secret, shown)
 		}
 	}
 }
 
-func TestFieldsTheMessageCannotCarryAreRefused(t *testing.T) {
-	tx := purchase(t, os.Getenv("ZV_SIM_PORT"), card)
-	for _, f := range [][2]string{{"AMOUNT", "1\r\nAMOUNT=1000"}, {"AMOUNT", "1\n"}, {"AMOUNT", "1\x00"},
-		{"ORDERREF", "a=b"}, {"AM=OUNT", "1"}, {"", "1"}} {
+func TestRefusalsShowNoValueAndAClosedTransactionRefusesEveryCall(t *testing.T) {
+	tx, err := zelvan.NewTransaction()
+	if err != nil {
+		t.Fatal(err)
+	}
+	for _, f := range [][2]string{{"CARDDATA", card + "\r\n"}, {"AMOUNT", "1\x00"}, {"ORDERREF", "a=b"}, {"", "1"}} {
 		err := tx.Set(f[0], f[1])
 		var fieldError *zelvan.FieldError
-		if !errors.Is(err, zelvan.ErrInvalidField) || !errors.As(err, &fieldError) || strings.Contains(err.Error(), f[1]) {
+		if !errors.Is(err, zelvan.ErrInvalidField) || !errors.As(err, &fieldError) || strings.Contains(err.Error(), strings.TrimSpace(f[1])) {
 			t.Errorf("Set(%q, %q): %v", f[0], f[1], err)
 		}
 	}
@@ -142,9 +110,16 @@ func TestFieldsTheMessageCannotCarryAreRefused(t *testing.T) {
 		t.Errorf("SetServers: %v", err)
 	}
 	// Local fields never travel, so "=" is theirs to hold.
-	must(t, tx.Set("_NOTE", "a=b"))
-	if amount, _, _ := tx.Get("AMOUNT"); amount != "12.50" {
-		t.Errorf("AMOUNT %q", amount)
+	must(t, tx.Set("_NOTE", "a=b"), tx.SetServers("gw1.example.com", "gw2.example.com"))
+	if server, ok, _ := tx.Get("SERVER1"); server != "gw2.example.com" || !ok {
+		t.Errorf("SERVER1 %q", server)
+	}
+	must(t, tx.Close(), tx.Close())
+	if err := tx.Set("AMOUNT", "1"); err != zelvan.ErrClosed {
+		t.Errorf("Set after Close: %v", err)
+	}
+	if _, err := tx.Execute(context.Background()); err != zelvan.ErrClosed {
+		t.Errorf("Execute after Close: %v", err)
 	}
 }
 
@@ -176,23 +151,5 @@ func TestCancelledContextReturnsPendingAtOnce(t *testing.T) {
 	stop()
 	if _, err := purchase(t, os.Getenv("ZV_SIM_PORT"), card).Execute(ended); err != context.Canceled {
 		t.Errorf("an ended context: %v", err)
-	}
-}
-
-func TestClosedTransactionRefusesEveryCall(t *testing.T) {
-	tx, err := zelvan.NewTransaction()
-	if err != nil {
-		t.Fatal(err)
-	}
-	must(t, tx.SetServers("gw1.example.com", "gw2.example.com"))
-	if server, ok, _ := tx.Get("SERVER1"); server != "gw2.example.com" || !ok {
-		t.Errorf("SERVER1 %q", server)
-	}
-	must(t, tx.Close(), tx.Close())
-	if err := tx.Set("AMOUNT", "1"); err != zelvan.ErrClosed {
-		t.Errorf("Set after Close: %v", err)
-	}
-	if _, err := tx.Execute(context.Background()); err != zelvan.ErrClosed {
-		t.Errorf("Execute after Close: %v", err)
 	}
 }

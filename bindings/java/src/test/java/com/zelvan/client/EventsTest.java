@@ -20,21 +20,6 @@ import org.junit.Test;
  * and ZV_LOST_SIM_STATS (see tests/support/with_gateway_sim.py).
  */
 public class EventsTest {
-    private static final Path CERTS = Path.of(System.getenv("ZV_CERT_DIR"));
-
-    private static Transaction purchase(String port) {
-        Transaction t = new Transaction();
-        t.setServers("127.0.0.1");
-        t.setPort(port);
-        t.setClientId("10000001");
-        t.setCertificate(CERTS.resolve("client.p12").toString(), System.getenv("ZV_CERT_PASSWORD"));
-        t.setCaFile(CERTS.resolve("ca.pem").toString());
-        t.put("TRANSACTIONTYPE", "PURCHASE");
-        t.put("CARDDATA", "4111111111111111");
-        t.put("AMOUNT", "12.50");
-        return t;
-    }
-
     private static Map<String, Integer> stats(String variable) throws IOException {
         Map<String, Integer> stats = new HashMap<>();
         for (String line : Files.readAllLines(Path.of(System.getenv(variable)))) {
@@ -60,7 +45,7 @@ public class EventsTest {
         List<Event> all = new ArrayList<>();
         for (int i = 0; i < 3; i++) {
             List<Event> events = new ArrayList<>();
-            try (Transaction t = purchase(System.getenv("ZV_SIM_PORT"))) {
+            try (Transaction t = TransactionTest.purchase(System.getenv("ZV_SIM_PORT"))) {
                 t.setEventListener(events::add);
                 Result result = t.execute();
                 assertTrue(result.isApproved());
@@ -86,7 +71,7 @@ public class EventsTest {
 
         Map<String, Integer> lostBefore = stats("ZV_LOST_SIM_STATS");
         List<Event> events = new ArrayList<>();
-        try (Transaction t = purchase(System.getenv("ZV_LOST_SIM_PORT"))) {
+        try (Transaction t = TransactionTest.purchase(System.getenv("ZV_LOST_SIM_PORT"))) {
             t.setEventListener(events::add);
             assertThrows(OutcomeUnknownException.class, t::execute);
         }
@@ -99,7 +84,7 @@ public class EventsTest {
     @Test
     public void aThrowingListenerLosesItsEventsAndNeverThePayment() throws Exception {
         List<Event> calls = new ArrayList<>();
-        try (Transaction t = purchase(System.getenv("ZV_SIM_PORT"))) {
+        try (Transaction t = TransactionTest.purchase(System.getenv("ZV_SIM_PORT"))) {
             t.setEventListener(event -> {
                 calls.add(event);
                 throw new IllegalStateException("metrics backend down");
