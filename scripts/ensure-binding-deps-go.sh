@@ -3,4 +3,4 @@
 # Debian's archive (cgo uses the C compiler and pkg-config that the build
 # already needs). Does nothing when Go is present. Run as root for apt-get.
 set -e
-command -v go >/dev/null 2>&1 || sh "$(dirname "$0")/binding-deps-apt.sh" Go golang-go
+command -v go >/dev/null 2>&1 || sh "$(dirname "$0")/apt-install.sh" "the Go binding" golang-go

@@ -13,4 +13,4 @@ command -v mvn >/dev/null 2>&1 || missing="$missing maven"
   missing="$missing libmaven-install-plugin-java"
 [ -z "$missing" ] && exit 0
 # shellcheck disable=SC2086
-sh "$(dirname "$0")/binding-deps-apt.sh" Java $missing
+sh "$(dirname "$0")/apt-install.sh" "the Java binding" $missing

@@ -6,7 +6,7 @@
 set -e
 scripts=$(dirname "$0")
 if ! command -v node >/dev/null 2>&1 || ! command -v npm >/dev/null 2>&1; then
-  sh "$scripts/binding-deps-apt.sh" Node.js nodejs npm
+  sh "$scripts/apt-install.sh" "the Node.js binding" nodejs npm
 fi
 cd "$scripts/../bindings/node"
 node -e 'require("koffi")' >/dev/null 2>&1 || npm ci --omit=dev --no-audit --no-fund

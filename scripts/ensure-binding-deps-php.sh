@@ -11,4 +11,4 @@ php -r "exit(extension_loaded('zip') ? 0 : 1);" >/dev/null 2>&1 || missing="$mis
 command -v composer >/dev/null 2>&1 || missing="$missing composer"
 [ -z "$missing" ] && exit 0
 # shellcheck disable=SC2086
-sh "$(dirname "$0")/binding-deps-apt.sh" PHP $missing
+sh "$(dirname "$0")/apt-install.sh" "the PHP binding" $missing

@@ -10,4 +10,4 @@ python3 -c 'import ensurepip' >/dev/null 2>&1 || missing="$missing python3-venv"
 ls /usr/share/python-wheels/wheel-*.whl >/dev/null 2>&1 || missing="$missing python3-wheel-whl"
 [ -z "$missing" ] && exit 0
 # shellcheck disable=SC2086
-sh "$(dirname "$0")/binding-deps-apt.sh" Python $missing
+sh "$(dirname "$0")/apt-install.sh" "the Python binding" $missing
