@@ -1,6 +1,7 @@
 // Card data and the certificate password never leave the process in the
-// clear: not in the debug log (a file or standard output), not on the
-// wire, and not in the bundle once a transaction is over.
+// clear: not in the debug log on standard output, not on the wire, and not
+// in the bundle once a transaction is over. (The transaction cases check a
+// log file.)
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -30,11 +31,10 @@ void expectNoSecrets(const std::string& text, const char* where) {
 }
 
 // A purchase approved, one declined, and one whose final response is lost
-// (so a status check runs), all logging to logPath.
-void runPurchases(const TestCertificates& certs, const GatewaySim& sim, const GatewaySim& lossy,
-                  const std::string& logPath) {
+// (so a status check runs), all logging to standard output.
+void runPurchases(const TestCertificates& certs, const GatewaySim& sim, const GatewaySim& lossy) {
   MerchantTxn t;
-  t.logTo(logPath);
+  t.logTo("stdout");
   struct {
     int port;
     const char* card;
@@ -65,21 +65,16 @@ TEST(Secrets, NeitherTheLogNorTheWireCarriesThem) {
   GatewaySim sim(certs);
   GatewaySim lossy(certs, {"--fault", "close-before-final"});
   std::string dir = TestCertificates::makeTempDir("zv-secrets-");
-  std::string logFile = dir + "/debug.log";
 
-  runPurchases(certs, sim, lossy, logFile);
-  std::string log = readFile(logFile);
-  EXPECT_NE(log.find("Transaction Succeeded"), std::string::npos) << "the log was written";
-  expectNoSecrets(log, "log file");
-
-  // The same with the log on standard output, captured in a file.
+  // The log on standard output, captured in a file. (A log file is checked
+  // by the transaction cases, which cannot capture standard output.)
   std::string capturePath = dir + "/stdout";
   fflush(stdout);
   int saved = dup(STDOUT_FILENO);
   FILE* capture = fopen(capturePath.c_str(), "w");
   ASSERT_NE(capture, nullptr);
   dup2(fileno(capture), STDOUT_FILENO);
-  runPurchases(certs, sim, lossy, "stdout");
+  runPurchases(certs, sim, lossy);
   fflush(stdout);
   dup2(saved, STDOUT_FILENO);
   close(saved);
