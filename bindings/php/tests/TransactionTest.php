@@ -25,6 +25,18 @@ function check(bool $condition, string $what): void
     }
 }
 
+/** Runs $call, which must throw a $class; returns what it threw. */
+function thrown(string $class, callable $call): Throwable
+{
+    try {
+        $call();
+    } catch (Throwable $e) {
+        check($e instanceof $class, get_class($e) . " thrown instead of $class");
+        return $e;
+    }
+    throw new RuntimeException("failed: no $class thrown");
+}
+
 function purchase(string $card = CARD, ?string $password = null, string $port = 'ZV_SIM_PORT'): Transaction
 {
     $t = new Transaction();
@@ -55,33 +67,17 @@ function testResultAndExceptionTypes(): void
     check(str_contains((string) $result, 'approved') && !str_contains((string) $result, '411111'), 'string form');
     $t->close();
     $t->close();
-    try {
-        $t->get('RESULT');
-        check(false, 'a closed transaction is refused');
-    } catch (LogicException) {
-    }
-    try {
-        purchase(CARD, null, 'ZV_LOST_SIM_PORT')->execute();
-        check(false, 'a lost final response throws');
-    } catch (OutcomeUnknownException $e) {
-        check(str_starts_with($e->txnReference() ?? '', 'ZS') && str_contains($e->getMessage(), $e->txnReference()), 'reference in the message');
-    }
+    thrown(LogicException::class, fn () => $t->get('RESULT'));
+    $e = thrown(OutcomeUnknownException::class, fn () => purchase(CARD, null, 'ZV_LOST_SIM_PORT')->execute());
+    check(str_starts_with($e->txnReference() ?? '', 'ZS') && str_contains($e->getMessage(), $e->txnReference()), 'reference in the message');
 
     $secrets = [CARD, '1230', '123', 'not-the-password', 'secret'];
     $shows = fn (string $text) => array_filter($secrets, fn ($secret) => str_contains($text, $secret));
-    try {
-        purchase()->set('ORDERREF', 'secret=b');
-        check(false, 'a value with "=" is refused');
-    } catch (InvalidArgumentException $e) {
-        check($shows((string) $e) === [], 'no value in the refusal');
-    }
-    try {
-        purchase(CARD, 'not-the-password')->execute();
-        check(false, 'a wrong password throws');
-    } catch (TransactionException $e) {
-        check($shows((string) $e . $e->outcome . print_r($e->outcome->fields, true)) === [], 'no card data shown');
-        check(str_starts_with($e->getMessage(), 'UNABLE TO INITIALISE SSL.'), 'failure message');
-    }
+    $e = thrown(InvalidArgumentException::class, fn () => purchase()->set('ORDERREF', 'secret=b'));
+    check($shows((string) $e) === [], 'no value in the refusal');
+    $e = thrown(TransactionException::class, fn () => purchase(CARD, 'not-the-password')->execute());
+    check($shows((string) $e . $e->outcome . print_r($e->outcome->fields, true)) === [], 'no card data shown');
+    check(str_starts_with($e->getMessage(), 'UNABLE TO INITIALISE SSL.'), 'failure message');
 }
 
 /** @return array<string, int> a simulator's counters, from the file that $variable names */
@@ -163,12 +159,8 @@ function testEventsMatchWhatTheSimulatorCounted(): void
     check($result->handlerError?->getMessage() === 'metrics backend down', 'the handler error kept');
     $t->setEventHandler(null);
     $t->flush();
-    try {
-        $t->execute();
-        check(false, 'an empty bundle has no decision');
-    } catch (TransactionException $failure) {
-        check($failure->outcome->handlerError === null && $calls === 1, 'no events without a handler');
-    }
+    $failure = thrown(TransactionException::class, fn () => $t->execute());
+    check($failure->outcome->handlerError === null && $calls === 1, 'no events without a handler');
 }
 
 $failed = 0;
