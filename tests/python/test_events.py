@@ -49,6 +49,8 @@ class EventsTest(SimulatorTest):
         lost = self.simulator("--fault", "close-before-final", "--status-fault", "close-before-final")
         events, failure = self.run_collecting(self.purchase(lost))
         self.assertIsInstance(failure, zelvan.OutcomeUnknownError)
+        self.assertTrue(failure.txn_reference.startswith("ZS"), failure.txn_reference)
+        self.assertIn(failure.txn_reference, str(failure))
         checks = [e.status_check for e in events if e.type is E.STATUS_CHECK]
         self.assertEqual(len(checks), lost.stats()["messages_STATUS"])
         self.assertEqual(checks, list(range(1, len(checks) + 1)))

@@ -73,7 +73,8 @@ public class EventsTest {
         List<Event> events = new ArrayList<>();
         try (Transaction t = TransactionTest.purchase(System.getenv("ZV_LOST_SIM_PORT"))) {
             t.setEventListener(events::add);
-            assertThrows(OutcomeUnknownException.class, t::execute);
+            OutcomeUnknownException e = assertThrows(OutcomeUnknownException.class, t::execute);
+            assertTrue(e.getTxnReference().startsWith("ZS") && e.getMessage().contains(e.getTxnReference()));
         }
         long checks = count(events, Event.Type.STATUS_CHECK);
         assertEquals(delta(lostBefore, stats("ZV_LOST_SIM_STATS"), "messages_STATUS"), checks);

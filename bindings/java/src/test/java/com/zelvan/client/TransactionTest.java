@@ -14,7 +14,8 @@ import org.junit.Test;
  * ZV_LOST_SIM_PORT, ZV_CERT_DIR and ZV_CERT_PASSWORD (see
  * tests/support/with_gateway_sim.py). Outcomes, fields and refusals are
  * checked through this binding by the transaction cases (tests/data);
- * these tests check the binding's own types and texts.
+ * these tests check the binding's own types and texts (the outcome-unknown
+ * exception is EventsTest's, beside the status checks it follows).
  */
 public class TransactionTest {
     private static final String CARD = "4111111111111111";
@@ -53,10 +54,6 @@ public class TransactionTest {
         t.close();
         assertThrows(IllegalStateException.class, () -> t.get("RESULT"));
 
-        try (Transaction lost = purchase(System.getenv("ZV_LOST_SIM_PORT"))) {
-            OutcomeUnknownException e = assertThrows(OutcomeUnknownException.class, lost::execute);
-            assertTrue(e.getTxnReference().startsWith("ZS") && e.getMessage().contains(e.getTxnReference()));
-        }
         try (Transaction wrong = purchase("not-the-password", System.getenv("ZV_SIM_PORT"))) {
             TransactionException e = assertThrows(TransactionException.class, wrong::execute);
             assertEquals("UNABLE TO INITIALISE SSL.", e.getError());
