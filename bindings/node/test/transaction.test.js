@@ -48,13 +48,9 @@ describe('transactions against the simulator', () => {
     // No text of the binding shows a value it refused, the card data or the password.
     const secrets = [CARD, 'secret', 'not-the-password'];
     const t = purchase();
-    for (const [name, value] of [['CARDDATA', `${CARD}\r\n`], ['ORDERREF', 'secret=1']]) {
-      assert.throws(() => t.set(name, value), (error) => error instanceof TypeError
-        && error.code === 'ERR_INVALID_ARG_VALUE' && secrets.every((secret) => !util.inspect(error).includes(secret)));
-    }
+    assert.throws(() => t.set('ORDERREF', 'secret=1'), (error) => error instanceof TypeError
+      && error.code === 'ERR_INVALID_ARG_VALUE' && secrets.every((secret) => !util.inspect(error).includes(secret)));
     assert.throws(() => t.set('AMOUNT', 12.5), { code: 'ERR_INVALID_ARG_TYPE' });
-    // Local fields never travel, so "=" is theirs to hold.
-    assert.equal(t.set('_NOTE', 'a=b').get('_NOTE'), 'a=b');
     await assert.rejects(purchase(CARD, 'not-the-password').executeAsync(), (failure) => {
       const shown = [util.inspect(failure), String(failure), JSON.stringify(failure), util.inspect(failure.outcome.fields)].join();
       assert.deepEqual(secrets.filter((secret) => shown.includes(secret)), []);
@@ -115,9 +111,8 @@ describe('transactions against the simulator', () => {
     assert.ok(checks.length > 0);
     assert.equal(result.outcome, zelvan.Outcome.UNKNOWN);
     assert.equal(events.at(-1).outcome, zelvan.Outcome.UNKNOWN);
-  });
 
-  it('keeps the payment when the event handler throws', async () => {
+    // A throwing handler loses its events, never the payment, on either thread.
     for (const run of [(t) => t.execute(), (t) => t.executeAsync()]) {
       const t = purchase();
       let calls = 0;
@@ -149,8 +144,6 @@ describe('transactions against the simulator', () => {
 describe('a transaction handle', () => {
   it('guards its use while running and after close', async () => {
     const t = new zelvan.Transaction();
-    t.setServers(['gw1.example.com', 'gw2.example.com']);
-    assert.deepEqual([t.get('SERVER1'), t.get('SERVERCOUNT'), t.get('RESULT')], ['gw2.example.com', '2', null]);
     const running = t.executeAsync();
     assert.throws(() => t.set('AMOUNT', '1'), /running/);
     await assert.rejects(running, zelvan.TransactionError);

@@ -12,9 +12,11 @@ class Vector : public testing::Test {
   void SetUp() override { Counted::live = 0; }
 };
 
-TEST_F(Vector, InsertClampsAndSetPastTheEndAppends) {
+// Indexes outside the vector: insert clamps, set appends, get and remove
+// find nothing.
+TEST_F(Vector, IndexesOutsideTheVectorAndFind) {
   BVector v;
-  BString a("a"), b("b"), c("c"), d("d");
+  BString a("a"), b("b"), c("c"), d("d"), b2("b"), z("z");
   v.add(&a, 0);
   EXPECT_EQ(v.insert(-5, &b, 0), 0);
   EXPECT_EQ(v.insert(v.size() + 7, &c, 0), 2);
@@ -24,6 +26,15 @@ TEST_F(Vector, InsertClampsAndSetPastTheEndAppends) {
   EXPECT_EQ(v.get(3, 0), &d);
   EXPECT_EQ(v.get(4, 0), nullptr);
   EXPECT_EQ(v.get(-1, 0), nullptr);
+  EXPECT_EQ(v.remove(7), 4);
+
+  EXPECT_EQ(v.find(&b2, 0), 0);
+  EXPECT_EQ(v.find(&b2, 1), -1);
+  EXPECT_EQ(v.find(nullptr, 0), -1);
+  EXPECT_EQ(v.remove(&z), -1);
+  EXPECT_EQ(v.remove(&b2), 0);
+  EXPECT_EQ(v.size(), 3);
+  EXPECT_EQ(v.get(0, 0), &a);
 }
 
 // Replacing, removing, releasing and clearing destroy managed elements
@@ -62,22 +73,6 @@ TEST_F(Vector, DeletesExactlyWhatItManages) {
   EXPECT_EQ(Counted::live, 2) << "addAll shares without owning";
   delete source;
   EXPECT_EQ(Counted::live, 0);
-}
-
-TEST_F(Vector, RemoveOutsideAndFind) {
-  BVector v;
-  BString a("a"), b("b"), c("c"), b2("b"), z("z");
-  v.add(&a, 0);
-  v.add(&b, 0);
-  v.add(&c, 0);
-  EXPECT_EQ(v.remove(7), 3);
-  EXPECT_EQ(v.find(&b2, 0), 1);
-  EXPECT_EQ(v.find(&b2, 2), -1);
-  EXPECT_EQ(v.find(nullptr, 0), -1);
-  EXPECT_EQ(v.remove(&z), -1);
-  EXPECT_EQ(v.remove(&b2), 1);
-  EXPECT_EQ(v.size(), 2);
-  EXPECT_EQ(v.get(1, 0), &c);
 }
 
 TEST_F(Vector, EqualVectorsHashAlikeAndPrintTheirElements) {

@@ -4,15 +4,14 @@
 
 namespace {
 
-TEST(Deadline, UnsetLeavesEveryWaitAtItsOwnBound) {
+TEST(Deadline, ClampLeavesAWaitAtItsOwnBoundOrCutsItToTheTimeLeft) {
   Deadline none;
   EXPECT_FALSE(none.isSet());
   EXPECT_FALSE(none.expired());
   EXPECT_EQ(none.clamp(5000), 5000);
   EXPECT_EQ(none.remainingMs(), Deadline::kNoBoundMs);
-}
 
-TEST(Deadline, ClampTakesTheSmallerOfTheWaitsBoundAndTheTimeLeft) {
+  // Set, clamp takes the smaller of the wait's bound and the time left.
   Deadline far = Deadline::after(600000);
   EXPECT_FALSE(far.expired());
   EXPECT_EQ(far.clamp(5000), 5000);

@@ -73,16 +73,15 @@ public class EventsTest {
         List<Event> events = new ArrayList<>();
         try (Transaction t = TransactionTest.purchase(System.getenv("ZV_LOST_SIM_PORT"))) {
             t.setEventListener(events::add);
-            assertThrows(OutcomeUnknownException.class, t::execute);
+            OutcomeUnknownException e = assertThrows(OutcomeUnknownException.class, t::execute);
+            assertTrue(e.getTxnReference().startsWith("ZS") && e.getMessage().contains(e.getTxnReference()));
         }
         long checks = count(events, Event.Type.STATUS_CHECK);
         assertEquals(delta(lostBefore, stats("ZV_LOST_SIM_STATS"), "messages_STATUS"), checks);
         assertTrue(checks > 0);
         assertEquals(Outcome.UNKNOWN, events.get(events.size() - 1).getOutcome());
-    }
 
-    @Test
-    public void aThrowingListenerLosesItsEventsAndNeverThePayment() throws Exception {
+        // A throwing listener loses its events, never the payment; null removes it.
         List<Event> calls = new ArrayList<>();
         try (Transaction t = TransactionTest.purchase(System.getenv("ZV_SIM_PORT"))) {
             t.setEventListener(event -> {
@@ -93,7 +92,6 @@ public class EventsTest {
             assertTrue(result.isApproved());
             assertEquals(1, calls.size());
             assertEquals("metrics backend down", result.getListenerError().getMessage());
-            // Flushed, the bundle ends at once in no decision: without a listener, no call.
             t.setEventListener(null);
             t.flush();
             TransactionException failure = assertThrows(TransactionException.class, t::execute);
