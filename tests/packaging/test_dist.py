@@ -121,8 +121,12 @@ class DistInstallTest(unittest.TestCase):
         home = env["HOME"]
         out = self.purchase(["python", os.path.join(SOURCE_DIR, "bindings", "python", "examples", "purchase.py")],
                             env, home)
-        module, _ = run(["python", "-c", "import zelvan; print(zelvan.__file__)"], env, home)
-        self.assertTrue(module.startswith(os.path.join(home, "venv", "lib")), module + out)
+        module, _ = run(["python", "-c", "import zelvan; print(zelvan.__file__); print(zelvan.library_version())"],
+                        env, home)
+        path, version = module.split()
+        self.assertTrue(path.startswith(os.path.join(home, "venv", "lib")), module + out)
+        self.assertTrue(os.path.isfile(os.path.join(os.path.dirname(path), "py.typed")), path)
+        self.assertEqual(version, VERSION)
         self.assertEqual(glob.glob(os.path.join(SOURCE_DIR, "bindings", "python", "*.egg-info")), [])
 
     def test_npm_tarball_with_its_koffi(self):
