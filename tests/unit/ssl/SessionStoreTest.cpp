@@ -70,6 +70,14 @@ std::vector<unsigned char> storedBytes(const SharedSessionSegment* segment) {
   return std::vector<unsigned char>(segment->sessionData, segment->sessionData + length);
 }
 
+// The session's DER encoding.
+std::vector<unsigned char> encoded(SSL_SESSION* session) {
+  std::vector<unsigned char> bytes(i2d_SSL_SESSION(session, nullptr));
+  unsigned char* out = bytes.data();
+  i2d_SSL_SESSION(session, &out);
+  return bytes;
+}
+
 // A server's ClientHello callback that refuses every hello with a fatal
 // alert while *refuse (a std::atomic<bool>) is true.
 int refuseWhenAsked(SSL*, int* alert, void* refuse) {
@@ -93,7 +101,14 @@ class SessionStoreTest : public ::testing::Test {
 
 }  // namespace
 
+// A missing file makes no store; a certificate has one segment, its
+// owner's only, named by its path cut to the segment's 127 bytes.
 TEST_F(SessionStoreTest, EachCertificateHasOneSegmentForItsOwnerOnly) {
+  const std::string missingPath = certs().dir() + "/missing.pem";
+  BSSLContext missing(missingPath.c_str(), "", "");
+  EXPECT_FALSE(sessionStoreAttached());
+  EXPECT_FALSE(StoreLock(sessionStoreFor(missingPath.c_str())).held());
+
   const std::string path = certs().clientPem();
   BSSLContext first(path.c_str(), "", "");
   SharedSessionSegment* segment = segmentOf(path);
@@ -105,29 +120,25 @@ TEST_F(SessionStoreTest, EachCertificateHasOneSegmentForItsOwnerOnly) {
   EXPECT_EQ(info.shm_perm.mode & 0777, 0600u) << "no other user reads the master secret";
   BSSLContext again(path.c_str(), "", "");
   EXPECT_EQ(segmentOf(path), segment);
-}
-
-TEST_F(SessionStoreTest, LongPathsAreCutAndMissingFilesLeaveNoStore) {
-  const std::string missingPath = certs().dir() + "/missing.pem";
-  BSSLContext missing(missingPath.c_str(), "", "");
-  EXPECT_FALSE(sessionStoreAttached());
-  EXPECT_FALSE(StoreLock(sessionStoreFor(missingPath.c_str())).held());
 
   std::string dir = certs().dir();
   while (dir.size() < 200) dir += "/deeper-directory";
   std::filesystem::create_directories(dir);
-  std::string path = dir + "/client.pem";
-  std::filesystem::copy_file(certs().clientPem(), path);
+  std::string longPath = dir + "/client.pem";
+  std::filesystem::copy_file(path, longPath);
   {
-    BSSLContext longPath(path.c_str(), "", "");
-    ASSERT_NE(segmentOf(path), nullptr);
-    EXPECT_EQ(std::string(segmentOf(path)->certificatePath), path.substr(0, 127));
+    BSSLContext cut(longPath.c_str(), "", "");
+    ASSERT_NE(segmentOf(longPath), nullptr);
+    EXPECT_EQ(std::string(segmentOf(longPath)->certificatePath), longPath.substr(0, 127));
   }
   // The segment is keyed by a file outside the guard's directory listing.
-  int id = SessionStoreGuard::segmentOf(path);
+  int id = SessionStoreGuard::segmentOf(longPath);
   if (id != -1) shmctl(id, IPC_RMID, nullptr);
 }
 
+// Sessions of up to 4096 bytes are stored, under the lock only; a removal
+// clears the stored session only when it names that session and its
+// context has a store (clearing itself is seen after fatal alerts below).
 TEST_F(SessionStoreTest, StoresSessionsOfUpTo4096Bytes) {
   BSSLContext ctx(certs().clientPem().c_str(), certs().password().c_str(), "");
   SSL* ssl = ctx.getSSLObject();
@@ -136,15 +147,12 @@ TEST_F(SessionStoreTest, StoresSessionsOfUpTo4096Bytes) {
   ASSERT_NE(segment, nullptr);
   SSL_SESSION* fits = sessionEncodedIn(ssl, 4096);
   SSL_SESSION* tooLong = sessionEncodedIn(ssl, 4097);
-  ASSERT_NE(fits, nullptr);
-  ASSERT_NE(tooLong, nullptr);
+  SSL_SESSION* other = sessionEncodedIn(ssl, 300);
+  ASSERT_TRUE(fits && tooLong && other);
 
   EXPECT_EQ(offer(ssl, fits), 0);
   EXPECT_EQ(segment->sessionLength, 4096);
-  std::vector<unsigned char> expected(4096);
-  unsigned char* out = expected.data();
-  i2d_SSL_SESSION(fits, &out);
-  EXPECT_EQ(memcmp(segment->sessionData, expected.data(), expected.size()), 0);
+  EXPECT_EQ(storedBytes(segment), encoded(fits));
 
   EXPECT_EQ(offer(ssl, tooLong), -1);
   EXPECT_EQ(segment->sessionLength, 4096) << "the stored session stays";
@@ -154,55 +162,24 @@ TEST_F(SessionStoreTest, StoresSessionsOfUpTo4096Bytes) {
   EXPECT_EQ(i2d_SSL_SESSION(readBack, nullptr), 4096);
   EXPECT_EQ(segment->lockFlag, 0);
 
+  // Removals as on a failed connection, with an error on the thread's queue.
+  ERR_raise(ERR_LIB_SSL, SSL_R_SSL_HANDSHAKE_FAILURE);
+  const unsigned char otherId[] = "another session id";
+  SSL_SESSION_set1_id(other, otherId, sizeof otherId - 1);
+  ssl_callback_DelSessionCacheEntry(SSL_get_SSL_CTX(ssl), other);
+  EXPECT_EQ(segment->sessionLength, 4096) << "another session (another ID, no ticket)";
+  ssl_callback_DelSessionCacheEntry(nullptr, readBack);
+  EXPECT_EQ(segment->sessionLength, 4096) << "a context without a store";
+  ERR_clear_error();
+
   segment->lockFlag = 1;
-  EXPECT_EQ(offer(ssl, fits), -1) << "no store without the lock";
+  EXPECT_EQ(offer(ssl, other), -1) << "no store without the lock";
   segment->lockFlag = 0;
-  EXPECT_EQ(offer(nullptr, fits), -1) << "no store without a context to name it";
+  EXPECT_EQ(offer(nullptr, other), -1) << "no store without a context to name it";
+  EXPECT_EQ(segment->sessionLength, 4096);
 
   EXPECT_EQ(ssl_callback_GetSessionCacheEntry(nullptr, nullptr, 0, nullptr), nullptr);
-  SSL_SESSION_free(fits);
-  SSL_SESSION_free(tooLong);
-}
-
-// A process decodes the stored session once and hands out copies until
-// the store changes; a verdict on its gateway is reached once per
-// verifier.
-TEST_F(SessionStoreTest, DecodesAndVerifiesOncePerStoredSession) {
-  BSSLContext ctx(certs().clientPem().c_str(), certs().password().c_str(), "");
-  SSL* ssl = ctx.getSSLObject();
-  ASSERT_NE(ssl, nullptr);
-  SessionStore* store = sessionStoreFor(certs().clientPem().c_str());
-  SSL_SESSION* first = sessionEncodedIn(ssl, 300);
-  SSL_SESSION* second = sessionEncodedIn(ssl, 400);
-  ASSERT_EQ(offer(ssl, first), 0);
-  uint64_t g1 = 0, g2 = 0, g3 = 0;
-  SSL_SESSION* a = copyStoredSession(store, &g1);
-  SSL_SESSION* b = copyStoredSession(store, &g2);
-  ASSERT_NE(a, nullptr);
-  ASSERT_NE(b, nullptr);
-  EXPECT_NE(a, b) << "each caller gets a copy of its own";
-  EXPECT_EQ(g1, g2) << "the same bytes are not decoded again";
-  EXPECT_EQ(i2d_SSL_SESSION(b, nullptr), 300);
-
-  int verifications = 0;
-  auto verify = [&verifications] {
-    verifications++;
-    return true;
-  };
-  EXPECT_TRUE(storedSessionVerdict(store, g1, "ca\nhost", verify));
-  EXPECT_TRUE(storedSessionVerdict(store, g1, "ca\nhost", verify));
-  EXPECT_EQ(verifications, 1);
-  EXPECT_TRUE(storedSessionVerdict(store, g1, "other ca\nhost", verify));
-  EXPECT_EQ(verifications, 2) << "another CA file is verified on its own";
-
-  ASSERT_EQ(offer(ssl, second), 0);
-  SSL_SESSION* c = copyStoredSession(store, &g3);
-  ASSERT_NE(c, nullptr);
-  EXPECT_EQ(i2d_SSL_SESSION(c, nullptr), 400) << "a new stored session is taken";
-  EXPECT_EQ(g3, g1) << "with the same (here no) gateway certificate";
-  EXPECT_TRUE(storedSessionVerdict(store, g3, "ca\nhost", verify));
-  EXPECT_EQ(verifications, 2);
-  for (SSL_SESSION* s : {first, second, a, b, c}) SSL_SESSION_free(s);
+  for (SSL_SESSION* s : {fits, tooLong, other}) SSL_SESSION_free(s);
 }
 
 namespace {
@@ -230,7 +207,8 @@ X509* gatewayOfStored(SessionStore* store, uint64_t* generation) {
 // (its gateway certificate is still the connection's object, not a new
 // one decoded from the bytes), and the gateway certificate verified once
 // is not verified again for the new sessions. Bytes another process wrote
-// are decoded once; another gateway certificate is verified on its own.
+// are decoded once; another gateway certificate, or the same one for
+// another CA file or host, is verified on its own.
 TEST_F(SessionStoreTest, NewTicketsFromTheSameGatewayAreNeitherDecodedNorVerifiedAgain) {
   TlsTestServer server(certs(), greet);
   BSSLContext ctx(certs().clientPem().c_str(), certs().password().c_str(), certs().caCert().c_str());
@@ -257,14 +235,22 @@ TEST_F(SessionStoreTest, NewTicketsFromTheSameGatewayAreNeitherDecodedNorVerifie
     EXPECT_EQ(gatewayOfStored(store, &now), gateway) << "not decoded";
     EXPECT_EQ(now, generation);
   }
+  SSL_SESSION* copies[] = {copyStoredSession(store), copyStoredSession(store)};
+  EXPECT_NE(copies[0], copies[1]) << "each caller gets a copy of its own";
+  EXPECT_EQ(encoded(copies[0]), storedBytes(segment)) << "of the newest stored session";
+  for (SSL_SESSION* copy : copies) SSL_SESSION_free(copy);
+  int verifications = 0;
+  auto verify = [&verifications] { return ++verifications > 0; };
+  for (const char* verifier : {"ca\nhost", "ca\nhost", "other ca\nhost"}) {
+    EXPECT_TRUE(storedSessionVerdict(store, generation, verifier, verify));
+  }
+  EXPECT_EQ(verifications, 2) << "once per CA file and host";
 
   // Another process's bytes: the same gateway in a session of its own.
   SSL_SESSION* theirs = copyStoredSession(store);
   ASSERT_NE(theirs, nullptr);
   SSL_SESSION_set_timeout(theirs, SSL_SESSION_get_timeout(theirs) - 1);
-  std::vector<unsigned char> bytes(i2d_SSL_SESSION(theirs, nullptr));
-  unsigned char* out = bytes.data();
-  i2d_SSL_SESSION(theirs, &out);
+  std::vector<unsigned char> bytes = encoded(theirs);
   SSL_SESSION_free(theirs);
   ASSERT_LE(bytes.size(), sizeof segment->sessionData);
   {
@@ -290,30 +276,6 @@ TEST_F(SessionStoreTest, NewTicketsFromTheSameGatewayAreNeitherDecodedNorVerifie
   auto seen = server.waitForConnections(5);
   ASSERT_EQ(seen.size(), 5u);
   for (size_t i = 1; i < seen.size(); i++) EXPECT_TRUE(seen[i].resumed) << i;
-}
-
-// A removal clears the stored session only when it names that session and
-// its context has a store: clearing itself is seen below, after fatal alerts.
-TEST_F(SessionStoreTest, RemovingAnotherSessionKeepsTheStoredOne) {
-  TlsTestServer server(certs(), greet);
-  BSSLContext ctx(certs().clientPem().c_str(), certs().password().c_str(), "");
-  SSL_set_max_proto_version(ctx.getSSLObject(), TLS1_2_VERSION);
-  ASSERT_TRUE(handshakeOnce(ctx, server));
-  SharedSessionSegment* segment = segmentOf(certs().clientPem());
-  int stored = segment->sessionLength;
-  ASSERT_GT(stored, 0);
-
-  // Removals on a failed connection, with an error on the thread's queue.
-  ERR_raise(ERR_LIB_SSL, SSL_R_SSL_HANDSHAKE_FAILURE);
-  SSL_SESSION* other = sessionEncodedIn(ctx.getSSLObject(), 300);
-  const unsigned char otherId[] = "another session id";
-  SSL_SESSION_set1_id(other, otherId, sizeof otherId - 1);
-  ssl_callback_DelSessionCacheEntry(SSL_get_SSL_CTX(ctx.getSSLObject()), other);
-  EXPECT_EQ(segment->sessionLength, stored) << "another session (another ID, no ticket)";
-  ssl_callback_DelSessionCacheEntry(nullptr, ctx.getSession());
-  EXPECT_EQ(segment->sessionLength, stored) << "a context without a store";
-  ERR_clear_error();
-  SSL_SESSION_free(other);
 }
 
 // OpenSSL removes the session it has just resumed (a TLS 1.3 ticket is
