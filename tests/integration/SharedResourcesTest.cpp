@@ -1,5 +1,9 @@
-// Several merchant certificates in one process, and one certificate file
-// used by two users: each keeps its own stored sessions.
+// What a process shares, through the C API: several merchant certificates
+// in one process, and one certificate file used by two users, each keep
+// their own stored sessions; the pool of SSL contexts, held by another
+// thread, costs a transaction its attempt but tries no other server. (The
+// transaction cases that need nothing but a simulator and a request are
+// data, in tests/data/cases.)
 #include <gtest/gtest.h>
 
 #include <pwd.h>
@@ -17,11 +21,12 @@
 #include "MerchantTxn.h"
 #include "SessionStoreGuard.h"
 #include "TestCertificates.h"
+#include "sslPool.h"
 #include "testText.h"
 
 namespace {
 
-class GatewayTrust : public testing::Test {
+class SharedResources : public testing::Test {
  protected:
   // A purchase at the test's simulator, with another certificate when
   // given one; the transaction after execute().
@@ -39,42 +44,33 @@ class GatewayTrust : public testing::Test {
   GatewaySim sim_{certs_};
 };
 
-// How a zelvan-txn run ended and what it printed on each stream.
-struct CliRun {
-  int exitCode = -1;
-  std::string out;
-  std::string err;
-};
-
 // The exit code of a run that, as the other user, cannot read a file it
 // needs: the machine's directories keep that user out.
 constexpr int kUnreachable = 77;
 
 // One purchase by zelvan-txn through 127.0.0.1:port with certs' PKCS#12
-// file and CA, run by setpriv as user nobody with no other group.
-CliRun purchaseAsNobody(const TestCertificates& certs, int port) {
-  const std::string out = certs.dir() + "/nobody.out", err = certs.dir() + "/nobody.err";
+// file and CA, run by setpriv as user nobody with no other group. Returns
+// its exit code (-1 when it did not exit) and in *err its standard error.
+int purchaseAsNobody(const TestCertificates& certs, int port, std::string* err) {
+  const std::string errPath = certs.dir() + "/nobody.err";
   const std::string command =
       "setpriv --reuid=nobody --regid=\"$(id -g nobody)\" --clear-groups sh -c '"
       "test -r \"$1\" -a -r \"$2\" -a -x \"$0\" || exit 77; exec \"$0\" -s 127.0.0.1 -p \"$3\" -c \"$1\" -a \"$2\" "
       "CLIENTID=10000001 TRANSACTIONTYPE=PURCHASE CARDDATA=4111111111111111 CARDEXPIRYDATE=1230 AMOUNT=12.50' " +
       std::string(ZV_TXN_PROGRAM) + " " + certs.clientP12() + " " + certs.caCert() + " " + std::to_string(port) +
-      " >" + out + " 2>" + err;
+      " >/dev/null 2>" + errPath;
   setenv("ZELVAN_CERT_PASSWORD", certs.password().c_str(), 1);
   const int status = std::system(command.c_str());
   unsetenv("ZELVAN_CERT_PASSWORD");
-  CliRun run;
-  if (WIFEXITED(status)) run.exitCode = WEXITSTATUS(status);
-  run.out = readFile(out);
-  run.err = readFile(err);
-  return run;
+  *err = readFile(errPath);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 }  // namespace
 
 // Each certificate authenticates its own transactions: a certificate the
 // gateway refuses is not carried by the session another one stored.
-TEST_F(GatewayTrust, TwoCertificatesInOneProcessEachUseTheirOwnSession) {
+TEST_F(SharedResources, TwoCertificatesInOneProcessEachUseTheirOwnSession) {
   EXPECT_EQ(purchase()->field("RESULT"), "0");
   for (int i = 0; i < 2; i++) {
     auto other = purchase(certs_.otherClientPem());
@@ -90,7 +86,7 @@ TEST_F(GatewayTrust, TwoCertificatesInOneProcessEachUseTheirOwnSession) {
 // A process of another user that uses the merchant's certificate file
 // cannot open the merchant's 0600 store: it makes full handshakes and
 // says nothing, and the merchant's stored session stays usable.
-TEST_F(GatewayTrust, AnotherUsersProcessMakesFullHandshakesAndPrintsNothing) {
+TEST_F(SharedResources, AnotherUsersProcessMakesFullHandshakesAndPrintsNothing) {
   if (geteuid() != 0) GTEST_SKIP() << "starting a process as another user needs root";
   const passwd* nobody = getpwnam("nobody");
   if (nobody == nullptr || nobody->pw_uid == 0) GTEST_SKIP() << "no unprivileged user named nobody";
@@ -104,11 +100,11 @@ TEST_F(GatewayTrust, AnotherUsersProcessMakesFullHandshakesAndPrintsNothing) {
   ASSERT_NE(segment, -1) << "the merchant's store";
 
   for (long run = 1; run <= 2; run++) {
-    CliRun cli = purchaseAsNobody(certs_, sim_.port());
-    if (cli.exitCode == kUnreachable) GTEST_SKIP() << "user nobody cannot reach " << certs_.dir() << " or the programs";
-    EXPECT_EQ(cli.exitCode, 0) << cli.out << cli.err;
-    EXPECT_NE(cli.out.find("RESULT=0\n"), std::string::npos) << cli.out;
-    EXPECT_EQ(cli.err, "") << "nothing on the other user's standard error";
+    std::string err;
+    const int exitCode = purchaseAsNobody(certs_, sim_.port(), &err);
+    if (exitCode == kUnreachable) GTEST_SKIP() << "user nobody cannot reach " << certs_.dir() << " or the programs";
+    EXPECT_EQ(exitCode, 0) << "approved: " << err;
+    EXPECT_EQ(err, "") << "nothing on the other user's standard error";
     EXPECT_TRUE(sim_.waitForStat("handshakes_full", 1 + run)) << "a full handshake each time";
     EXPECT_EQ(sim_.stat("handshakes_resumed"), 0);
   }
@@ -121,4 +117,23 @@ TEST_F(GatewayTrust, AnotherUsersProcessMakesFullHandshakesAndPrintsNothing) {
   EXPECT_EQ(purchase()->field("RESULT"), "0");
   EXPECT_TRUE(sim_.waitForStat("handshakes_resumed", 1)) << "the merchant still resumes its own session";
   EXPECT_EQ(sim_.stat("handshakes_full"), 3);
+}
+
+TEST_F(SharedResources, BusyPoolGivesNoContextAndTriesNoOtherServer) {
+  MerchantTxn session;
+  session.settings(certs_, sim_.port());
+  setServers(session.handle(), "127.0.0.1 127.0.0.1");
+  session.purchase();
+  // Another thread of the process holding the pool for longer than the
+  // five seconds a transaction waits for it.
+  ASSERT_TRUE(get_ssl_lock());
+  EXPECT_EQ(session.execute(), 0);
+  release_ssl_lock();
+  EXPECT_EQ(session.field("ERROR"), "UNABLE TO INITIALISE SSL.");
+  EXPECT_EQ(session.field("ERROR_DETAIL"), "Unable to obtain an ssl context object.");
+  EXPECT_EQ(session.field("RESULT"), "-1");
+  EXPECT_EQ(zelvanclient_outcome(session.handle()), ZELVAN_OUTCOME_NO_DECISION);
+  EXPECT_EQ(session.field("CARDDATA"), "4111111111111111");
+  EXPECT_TRUE(sim_.waitForStat("connections", 1));
+  EXPECT_EQ(sim_.stat("connections"), 1);
 }
