@@ -290,13 +290,7 @@ TEST_F(SessionStoreTest, ResumedConnectionsKeepTheStoredSessionAndFailedOnesDrop
     std::atomic<bool> refuse{false}, garble{false};
     TlsTestServer server(
         certs(),
-        [&garble](SSL* ssl) {
-          if (garble) {
-            sendUndecryptableRecord(ssl);
-          } else {
-            greet(ssl);
-          }
-        },
+        [&garble](SSL* ssl) { garble ? sendUndecryptableRecord(ssl) : greet(ssl); },
         false, [&refuse](SSL_CTX* ctx) { SSL_CTX_set_client_hello_cb(ctx, refuseWhenAsked, &refuse); });
     BSSLContext ctx(certs().clientPem().c_str(), certs().password().c_str(), "");
     SSL_set_max_proto_version(ctx.getSSLObject(), version);
