@@ -81,9 +81,7 @@ class SessionStoreFault : public testing::Test {
 // next process to attach clears the lock, and sessions are shared again.
 TEST_F(SessionStoreFault, CorruptedSessionIsIgnoredAndALockLeftTakenCostsOnlyTime) {
   GatewaySim sim(certs);
-  expectApprovedInNewProcess(certs, sim.port());
-  expectApprovedInNewProcess(certs, sim.port());
-  ASSERT_TRUE(sim.waitForStat("handshakes_resumed", 1)) << "the store works to begin with";
+  expectApprovedInNewProcess(certs, sim.port());  // stores a session
 
   struct {
     const char* what;

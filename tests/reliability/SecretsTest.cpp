@@ -68,9 +68,7 @@ TEST(Secrets, NeitherTheLogNorTheWireCarriesThem) {
     std::vector<std::string> messages = gateway->recordedMessages();
     EXPECT_FALSE(messages.empty());
     for (const std::string& message : messages) {
-      EXPECT_EQ(message.rfind('_', 0), std::string::npos) << message;
-      EXPECT_EQ(message.find("\n_"), std::string::npos) << message;
-      EXPECT_EQ(message.find(kPassword), std::string::npos);
+      EXPECT_FALSE(std::regex_search(message, std::regex(std::string("(^|\n)_|") + kPassword)));
     }
   }
 }
