@@ -15,10 +15,7 @@ TEST_F(EngineTest, APurchaseReachesTheGatewayOverIpv6) {
   if (!ipv6) GTEST_SKIP() << "no IPv6 loopback";
   GatewaySim& sim = gateway({"--bind", "::1"});
   for (const char* server : {"::1", "[::1]"}) {
-    MerchantTxn t;
-    t.logTo(logPath());
-    t.settings(certs_, sim.port());
-    t.purchase();
+    MerchantTxn t(certs_, sim.port(), logPath());
     setServers(t.handle(), server);
     // The test certificate names 127.0.0.1 only.
     put(t.handle(), "_VERIFYHOST", "OFF");

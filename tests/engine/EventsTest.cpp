@@ -1,12 +1,7 @@
-#include <gtest/gtest.h>
-
 #include <string>
 #include <vector>
 
-#include "GatewaySim.h"
-#include "MerchantTxn.h"
-#include "SessionStoreGuard.h"
-#include "TestCertificates.h"
+#include "engineTestSupport.h"
 
 namespace {
 
@@ -50,15 +45,12 @@ Counts count(const std::vector<Seen>& events) {
 // Purchases on one certificate (the first handshake full, later ones
 // resumed), one of them resolved by a status check: the events counted
 // match what the simulator counted, in order, and never carry card data.
-TEST(Events, MatchWhatTheGatewayCounted) {
-  TestCertificates certs;
-  SessionStoreGuard guard(certs);
-  GatewaySim sim(certs, {"--fault", "close-before-final", "--fault-connections", "1"});
+// A handler cleared before execute() sees nothing.
+TEST_F(EngineTest, EventsMatchWhatTheGatewayCounted) {
+  GatewaySim& sim = gateway({"--fault", "close-before-final", "--fault-connections", "1"});
   std::vector<Seen> events;
   for (int i = 0; i < 3; i++) {
-    MerchantTxn t;
-    t.settings(certs, sim.port());
-    t.purchase();
+    MerchantTxn t(certs_, sim.port());
     ASSERT_EQ(zelvanclient_set_event_handler(t.handle(), collect, &events), 1);
     t.execute();
     EXPECT_EQ(zelvanclient_outcome(t.handle()), ZELVAN_OUTCOME_APPROVED) << i << t.field("ERROR");
@@ -90,18 +82,11 @@ TEST(Events, MatchWhatTheGatewayCounted) {
     EXPECT_GE(e.elapsed, previous);
     previous = e.elapsed;
     EXPECT_EQ(e.texts.find(MerchantTxn::kApprovedCard), std::string::npos);
-    EXPECT_EQ(e.texts.find(certs.password()), std::string::npos);
+    EXPECT_EQ(e.texts.find(certs_.password()), std::string::npos);
   }
-}
 
-TEST(Events, StopWhenTheHandlerIsCleared) {
-  TestCertificates certs;
-  SessionStoreGuard guard(certs);
-  GatewaySim sim(certs);
-  std::vector<Seen> events;
-  MerchantTxn t;
-  t.settings(certs, sim.port());
-  t.purchase();
+  events.clear();
+  MerchantTxn& t = purchase();
   zelvanclient_set_event_handler(t.handle(), collect, &events);
   zelvanclient_set_event_handler(t.handle(), nullptr, &events);
   EXPECT_EQ(t.execute(), 1);

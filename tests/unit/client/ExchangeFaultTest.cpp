@@ -59,9 +59,7 @@ TEST(ExchangeFault, AnExceptionReleasesTheSocketAndTheContext) {
   {
     // The first transaction of the process sets up what stays (the pool,
     // OpenSSL), so that what follows counts only what an exchange holds.
-    MerchantTxn warmUp;
-    warmUp.settings(certs, sim.port());
-    warmUp.purchase();
+    MerchantTxn warmUp(certs, sim.port());
     ASSERT_EQ(warmUp.execute(), 1);
   }
   const int descriptors = openDescriptors();
@@ -79,9 +77,7 @@ TEST(ExchangeFault, AnExceptionReleasesTheSocketAndTheContext) {
     gFault = [&c](const char* point) {
       if (std::string(point) == c.point) throw std::runtime_error("injected");
     };
-    MerchantTxn txn;
-    txn.settings(certs, sim.port());
-    txn.purchase();
+    MerchantTxn txn(certs, sim.port());
     EXPECT_EQ(txn.execute(), 0) << c.point;
     gFault = nullptr;
     EXPECT_EQ(txn.field("ERROR"), "Unknown exception during transaction execution.") << c.point;
@@ -91,9 +87,7 @@ TEST(ExchangeFault, AnExceptionReleasesTheSocketAndTheContext) {
   }
 
   // The context released after the exception serves the next transaction.
-  MerchantTxn after;
-  after.settings(certs, sim.port());
-  after.purchase();
+  MerchantTxn after(certs, sim.port());
   EXPECT_EQ(after.execute(), 1);
   EXPECT_EQ(after.field("RESULT"), "0");
 }

@@ -42,12 +42,6 @@ LogNumbers numbersOf(const std::string& log) {
   return numbers;
 }
 
-size_t count(const std::string& text, const std::string& part) {
-  size_t n = 0;
-  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) n++;
-  return n;
-}
-
 }  // namespace
 
 TEST(ThreadLog, EachThreadsFileHoldsOnlyItsOwnTransactions) {
@@ -60,10 +54,7 @@ TEST(ThreadLog, EachThreadsFileHoldsOnlyItsOwnTransactions) {
 
   auto purchases = [&](int thread) {
     for (int i = 0; i < kPurchases; i++) {
-      MerchantTxn txn;
-      txn.logTo(paths[thread]);
-      txn.settings(certs, sim.port());
-      txn.purchase();
+      MerchantTxn txn(certs, sim.port(), paths[thread]);
       if (txn.execute() == 1 && txn.field("RESULT") == "0") approved[thread]++;
     }
   };
@@ -78,8 +69,8 @@ TEST(ThreadLog, EachThreadsFileHoldsOnlyItsOwnTransactions) {
     numbers[n] = numbersOf(log);
     EXPECT_EQ(numbers[n].opened.size(), static_cast<size_t>(kPurchases)) << paths[n];
     // Two replies read per purchase, each read logged in its own file.
-    EXPECT_EQ(count(log, "\t\tdoing SSL Read\r\n"), 2u * kPurchases) << paths[n];
-    EXPECT_EQ(count(log, "\t\tFinished SSL Read\r\n"), 2u * kPurchases) << paths[n];
+    EXPECT_EQ(countOf(log, "\t\tdoing SSL Read\r\n"), 2u * kPurchases) << paths[n];
+    EXPECT_EQ(countOf(log, "\t\tFinished SSL Read\r\n"), 2u * kPurchases) << paths[n];
   }
   for (int n = 0; n < 2; n++) {
     std::set<std::string> own(numbers[n].opened.begin(), numbers[n].opened.end());
