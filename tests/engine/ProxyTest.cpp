@@ -23,7 +23,7 @@ class ProxyTest : public EngineTest {
 // neither the log nor an error text holds the password.
 TEST_F(ProxyTest, CredentialsAndFailuresOfTheProxy) {
   GatewaySim& sim = gateway();
-  TinyProxy proxy({kUser, kPassword, {}});
+  TinyProxy proxy({kUser, kPassword});
   MerchantTxn& t = purchase();
   put(t.handle(), "_PROXY", url(proxy, std::string(kUser) + ":" + kPassword + "@").c_str());
   EXPECT_EQ(t.execute(), 1) << t.field("ERROR_DETAIL");

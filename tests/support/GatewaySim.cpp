@@ -1,11 +1,7 @@
 #include "GatewaySim.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <spawn.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <cstdlib>
@@ -16,10 +12,9 @@
 #include <thread>
 
 #include "TestCertificates.h"
+#include "childProcess.h"
 #include "gatewayMessage.h"
 #include "testText.h"
-
-extern char** environ;
 
 namespace {
 
@@ -40,22 +35,11 @@ GatewaySim::GatewaySim(const TestCertificates& certs, const std::vector<std::str
                                    "--port", "0", "--stats", m_statsPath, "--record", m_recordPath,
                                    "--ca", certs.caCert()};
   args.insert(args.end(), extraArgs.begin(), extraArgs.end());
-  std::vector<char*> argv;
-  for (std::string& arg : args) argv.push_back(arg.data());
-  argv.push_back(nullptr);
-
-  // Standard output goes to a file, which never fills up as a pipe would.
+  // Standard error stays the test's, where a sanitizer's report shows.
   const std::string outputPath = m_dir + "/output";
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, outputPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-  int spawned = posix_spawn(&m_pid, argv[0], &actions, nullptr, argv.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
+  m_pid = spawnToFile(args, outputPath, false);
   try {
-    if (spawned != 0) {
-      m_pid = -1;
-      throw std::runtime_error("cannot start " + args[0]);
-    }
+    if (m_pid == -1) throw std::runtime_error("cannot start " + args[0]);
     auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kStartTimeoutMs);
     std::string output;
     while ((output = readFile(outputPath)).find('\n') == std::string::npos) {
@@ -87,18 +71,7 @@ GatewaySim::~GatewaySim() {
 
 int GatewaySim::stop(int signal) {
   if (m_pid > 0) {
-    kill(m_pid, signal);
-    int status = 0;
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kStopTimeoutMs);
-    pid_t ended;
-    while ((ended = waitpid(m_pid, &status, WNOHANG)) == 0 && std::chrono::steady_clock::now() < deadline) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    if (ended == 0) {
-      kill(m_pid, SIGKILL);
-      waitpid(m_pid, &status, 0);
-    }
-    m_exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    m_exitCode = stopChild(m_pid, signal, kStopTimeoutMs);
     m_pid = -1;
   }
   return m_exitCode;
