@@ -36,6 +36,7 @@ class TestCertificates:
     def __init__(self, certgen):
         self.session_key = os.path.join(os.path.dirname(certgen), "zelvan-session-key")
         self.dir = tempfile.mkdtemp(prefix="zv-certs-")
+        self.ca, self.client_p12 = self.path("ca.pem"), self.path("client.p12")
         try:
             subprocess.run([certgen, self.dir], check=True, stdout=subprocess.DEVNULL)
         except BaseException:
@@ -44,14 +45,6 @@ class TestCertificates:
 
     def path(self, name):
         return os.path.join(self.dir, name)
-
-    @property
-    def ca(self):
-        return self.path("ca.pem")
-
-    @property
-    def client_p12(self):
-        return self.path("client.p12")
 
     def remove_session_stores(self):
         """Removes the session-store segments of every file of the set."""
