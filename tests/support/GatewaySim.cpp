@@ -1,15 +1,12 @@
 #include "GatewaySim.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
-#include <thread>
 
 #include "TestCertificates.h"
 #include "childProcess.h"
@@ -40,15 +37,9 @@ GatewaySim::GatewaySim(const TestCertificates& certs, const std::vector<std::str
   m_pid = spawnToFile(args, outputPath, false);
   try {
     if (m_pid == -1) throw std::runtime_error("cannot start " + args[0]);
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kStartTimeoutMs);
-    std::string output;
-    while ((output = readFile(outputPath)).find('\n') == std::string::npos) {
-      if (waitpid(m_pid, nullptr, WNOHANG) != 0) m_pid = -1;  // it ended: nothing left to stop
-      if (m_pid == -1 || std::chrono::steady_clock::now() > deadline) {
-        throw std::runtime_error("the simulator did not report its port: " + output);
-      }
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
+    auto reported = [&] { return readFile(outputPath).find('\n') != std::string::npos; };
+    std::string output = waitForChild(m_pid, kStartTimeoutMs, reported) ? readFile(outputPath) : "";
+    if (output.empty()) throw std::runtime_error("the simulator did not report its port: " + readFile(outputPath));
     if (std::sscanf(output.c_str(), "LISTENING %d\n", &m_port) != 1 || m_port <= 0) {
       throw std::runtime_error("unexpected first line from the simulator: " + output);
     }
@@ -86,12 +77,7 @@ long GatewaySim::stat(const std::string& name) const {
 }
 
 bool GatewaySim::waitForStat(const std::string& name, long atLeast) const {
-  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-  while (stat(name) < atLeast) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  return true;
+  return pollUntil(10000, [&] { return stat(name) >= atLeast; });
 }
 
 std::vector<std::string> GatewaySim::recordedMessages() const {

@@ -3,15 +3,13 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
 #include <system_error>
-#include <thread>
 
 #include "RawListener.h"
 #include "TestCertificates.h"
@@ -79,19 +77,9 @@ bool TinyProxy::startOn(int port, const Options& options) {
   // -d keeps it in the foreground, as our child.
   m_pid = spawnToFile({program(), "-d", "-c", config}, m_dir + "/output", true);
   if (m_pid == -1) return false;
-  auto giveUp = std::chrono::steady_clock::now() + std::chrono::milliseconds(kStartTimeoutMs);
-  while (!accepts(port)) {
-    if (waitpid(m_pid, nullptr, WNOHANG) != 0) {
-      m_pid = -1;  // it ended, and is reaped: nothing left to stop
-      return false;
-    }
-    if (std::chrono::steady_clock::now() > giveUp) {
-      stop();
-      return false;
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  return true;
+  if (waitForChild(m_pid, kStartTimeoutMs, [port] { return accepts(port); })) return true;
+  stop();  // it never accepted, or it ended (the port was taken meanwhile)
+  return false;
 }
 
 void TinyProxy::stop() {

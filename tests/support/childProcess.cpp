@@ -25,6 +25,24 @@ pid_t spawnToFile(std::vector<std::string> args, const std::string& outputPath, 
   return spawned == 0 ? pid : -1;
 }
 
+bool pollUntil(int timeoutMs, const std::function<bool()>& done) {
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+  while (!done()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  return true;
+}
+
+bool waitForChild(pid_t& pid, int timeoutMs, const std::function<bool()>& ready) {
+  pollUntil(timeoutMs, [&] {
+    if (ready()) return true;
+    if (waitpid(pid, nullptr, WNOHANG) != 0) pid = -1;
+    return pid == -1;
+  });
+  return pid != -1 && ready();
+}
+
 int stopChild(pid_t pid, int signal, int timeoutMs) {
   kill(pid, signal);
   int status = 0;

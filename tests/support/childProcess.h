@@ -3,6 +3,7 @@
 
 #include <sys/types.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -11,6 +12,14 @@
 // outputPath, which never fills up as an unread pipe would. Returns the
 // child's pid, or -1 when it did not start.
 pid_t spawnToFile(std::vector<std::string> args, const std::string& outputPath, bool withStderr);
+
+// Calls done() every 10 ms until it returns true or timeoutMs pass; returns
+// whether it did.
+bool pollUntil(int timeoutMs, const std::function<bool()>& done);
+
+// Waits up to timeoutMs until ready() holds, polling, and returns whether
+// it did. A child that ends meanwhile is reaped and pid set to -1.
+bool waitForChild(pid_t& pid, int timeoutMs, const std::function<bool()>& ready);
 
 // Sends signal to the child pid and waits up to timeoutMs for it to end,
 // killing it after that. Returns its exit code, or 128 + the signal that

@@ -1,7 +1,8 @@
 // An exchange that ends in an exception releases what it holds: its socket
 // is closed and its SSL context is back in the pool, idle.
-#include <dirent.h>
 #include <gtest/gtest.h>
+
+#include <filesystem>
 
 #include <functional>
 #include <stdexcept>
@@ -24,13 +25,7 @@ namespace {
 // test sets it.
 std::function<void(const char*)> gFault;
 
-int openDescriptors() {
-  int n = 0;
-  DIR* fds = opendir("/proc/self/fd");
-  while (readdir(fds) != nullptr) n++;
-  closedir(fds);
-  return n;
-}
+long openDescriptors() { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); }
 
 // The pool's contexts that are marked in use.
 int contextsInUse() {
@@ -62,7 +57,7 @@ TEST(ExchangeFault, AnExceptionReleasesTheSocketAndTheContext) {
     MerchantTxn warmUp(certs, sim.port());
     ASSERT_EQ(warmUp.execute(), 1);
   }
-  const int descriptors = openDescriptors();
+  const long descriptors = openDescriptors();
 
   struct {
     const char* point;

@@ -3,6 +3,7 @@
 // thread's transactions.
 #include <gtest/gtest.h>
 
+#include <regex>
 #include <set>
 #include <string>
 #include <thread>
@@ -25,19 +26,14 @@ struct LogNumbers {
   std::multiset<std::string> lines;
 };
 
+// A line's number sits between tabs after its time stamp; the line that
+// opens the file for a transaction is a row of dashes.
 LogNumbers numbersOf(const std::string& log) {
+  static const std::regex kNumbered(R"(\t\[(\d{8,})\]\t(----------------------------------\r\n)?)");
   LogNumbers numbers;
-  size_t start = 0;
-  for (size_t end; (end = log.find("\r\n", start)) != std::string::npos; start = end + 2) {
-    std::string line = log.substr(start, end - start);
-    size_t open = line.find("\t[");
-    size_t close = line.find("]\t", open);
-    if (open == std::string::npos || close == std::string::npos) continue;  // a line's second end
-    std::string number = line.substr(open + 2, close - open - 2);
-    numbers.lines.insert(number);
-    if (line.compare(close + 2, std::string::npos, "----------------------------------") == 0) {
-      numbers.opened.push_back(number);
-    }
+  for (std::sregex_iterator it(log.begin(), log.end(), kNumbered), end; it != end; ++it) {
+    numbers.lines.insert((*it)[1]);
+    if ((*it)[2].matched) numbers.opened.push_back((*it)[1]);
   }
   return numbers;
 }
