@@ -1,8 +1,5 @@
 #include "TinyProxy.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -11,6 +8,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "BSocket.h"
 #include "RawListener.h"
 #include "TestCertificates.h"
 #include "childProcess.h"
@@ -23,14 +21,8 @@ constexpr int kStartTimeoutMs = 10000;
 constexpr int kStopTimeoutMs = 5000;
 
 bool accepts(int port) {
-  int fd = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in sa{};
-  sa.sin_family = AF_INET;
-  sa.sin_port = htons(static_cast<uint16_t>(port));
-  sa.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  bool ok = connect(fd, reinterpret_cast<sockaddr*>(&sa), sizeof sa) == 0;
-  close(fd);
-  return ok;
+  BSocket probe;
+  return probe.connect("127.0.0.1", port, 1000);
 }
 
 }  // namespace
