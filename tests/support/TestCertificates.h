@@ -41,7 +41,6 @@ class TestCertificates {
   // Expired yesterday; the key is encrypted with the password.
   std::string clientExpired() const { return path(CertificateFactory::kClientExpired); }
   // A self-signed CA unrelated to caCert().
-  std::string otherCaCert() const { return path(CertificateFactory::kOtherCaCert); }
   // A client certificate with unencrypted key, signed by otherCaCert().
   std::string otherClientPem() const { return path(CertificateFactory::kOtherClientPem); }
 
