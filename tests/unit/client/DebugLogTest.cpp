@@ -2,10 +2,10 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstring>
 #include <ctime>
 #include <regex>
 #include <string>
+#include <utility>
 
 #include "BObject.h"
 #include "clientTestSupport.h"
@@ -124,14 +124,13 @@ TEST_F(DebugLog, LogFileOpensOnlyAfterDebugOnAndTakesEverySetterAndTheCleanUp) {
 
 TEST_F(DebugLog, OtherDebugValuesAndStdoutCloseTheFile) {
   Handle t;
-  for (const char* off : {"DEBUG=YES", "LOGFILE=StdOut"}) {
+  for (auto [name, value] : {std::pair{"DEBUG", "YES"}, {"LOGFILE", "StdOut"}}) {
     put(t, "DEBUG", "ON");
     put(t, "LOGFILE", path_.c_str());
-    std::string name(off, strchr(off, '='));
-    put(t, name.c_str(), strchr(off, '=') + 1);
-    EXPECT_EQ(t->debugLog, nullptr) << off;
+    put(t, name, value);
+    EXPECT_EQ(t->debugLog, nullptr) << name;
     put_ClientID(t, "1");
-    EXPECT_EQ(logFileTexts(path_).back(), "isDebugOn=[1]; isDebugToStdOut=[0];") << off;
+    EXPECT_EQ(logFileTexts(path_).back(), "isDebugOn=[1]; isDebugToStdOut=[0];") << name;
   }
   EXPECT_TRUE(t->debugOn == 1 && t->debugToStdOut == 1);
   put(t, "DEBUG", "OFF");
