@@ -29,18 +29,18 @@ TEST_F(ProxyTest, CredentialsAndFailuresOfTheProxy) {
   EXPECT_EQ(t.execute(), 1) << t.field("ERROR_DETAIL");
   EXPECT_EQ(outcome(), ZELVAN_OUTCOME_APPROVED);
 
-  MerchantTxn wrong(certs_, sim.port(), logPath());
-  put(wrong.handle(), "_PROXY", url(proxy, std::string(kUser) + ":not-it@").c_str());
-  EXPECT_EQ(wrong.execute(), 0);
-  EXPECT_EQ(zelvanclient_outcome(wrong.handle()), ZELVAN_OUTCOME_NO_DECISION);
-  EXPECT_EQ(wrong.field("ERROR"), "UNABLE TO CONNECT - COULD NOT OPEN SOCKET");
-  std::string refused = wrong.field("ERROR_DETAIL");
-
-  MerchantTxn unreachable(certs_, sim.port() == 1 ? 2 : 1);
-  put(unreachable.handle(), "_PROXY", url(proxy, std::string(kUser) + ":" + kPassword + "@").c_str());
-  EXPECT_EQ(unreachable.execute(), 0);
-  EXPECT_EQ(zelvanclient_outcome(unreachable.handle()), ZELVAN_OUTCOME_NO_DECISION);
-  std::string cannotReach = unreachable.field("ERROR_DETAIL");
+  // A purchase through the proxy that must fail with nothing decided; its
+  // ERROR_DETAIL.
+  auto failure = [&](int port, const std::string& credentials) {
+    MerchantTxn failing(certs_, port, logPath());
+    put(failing.handle(), "_PROXY", url(proxy, credentials).c_str());
+    EXPECT_EQ(failing.execute(), 0) << credentials;
+    EXPECT_EQ(zelvanclient_outcome(failing.handle()), ZELVAN_OUTCOME_NO_DECISION) << credentials;
+    EXPECT_EQ(failing.field("ERROR"), "UNABLE TO CONNECT - COULD NOT OPEN SOCKET") << credentials;
+    return failing.field("ERROR_DETAIL");
+  };
+  std::string refused = failure(sim.port(), std::string(kUser) + ":not-it@");
+  std::string cannotReach = failure(sim.port() == 1 ? 2 : 1, std::string(kUser) + ":" + kPassword + "@");
   EXPECT_FALSE(refused.empty());
   EXPECT_FALSE(cannotReach.empty());
   EXPECT_NE(refused, cannotReach);
