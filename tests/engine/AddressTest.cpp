@@ -1,24 +1,13 @@
 #include <netdb.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
+#include "RawListener.h"
 #include "engineTestSupport.h"
 
 TEST_F(EngineTest, APurchaseReachesTheGatewayOverIpv6) {
-  int probe = socket(AF_INET6, SOCK_STREAM, 0);
-  sockaddr_in6 loopback{};
-  loopback.sin6_family = AF_INET6;
-  loopback.sin6_addr = in6addr_loopback;
-  bool ipv6 = probe >= 0 && bind(probe, reinterpret_cast<sockaddr*>(&loopback), sizeof loopback) == 0;
-  if (probe >= 0) close(probe);
-  if (!ipv6) GTEST_SKIP() << "no IPv6 loopback";
+  if (!RawListener("::1", false).ok()) GTEST_SKIP() << "no IPv6 loopback";
   GatewaySim& sim = gateway({"--bind", "::1"});
   for (const char* server : {"::1", "[::1]"}) {
-    MerchantTxn t;
-    t.logTo(logPath());
-    t.settings(certs_, sim.port());
-    t.purchase();
+    MerchantTxn t(certs_, sim.port(), logPath());
     setServers(t.handle(), server);
     // The test certificate names 127.0.0.1 only.
     put(t.handle(), "_VERIFYHOST", "OFF");

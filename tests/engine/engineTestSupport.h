@@ -31,13 +31,7 @@ class EngineTest : public testing::Test {
   std::string logPath() const { return certs_.dir() + "/debug.log"; }
   std::string logText() const { return readFile(logPath()); }
   int outcome() const { return zelvanclient_outcome(txn_.handle()); }
-  // How often text occurs in the log.
-  int logCount(const std::string& text) const {
-    std::string log = logText();
-    int n = 0;
-    for (size_t at = log.find(text); at != std::string::npos; at = log.find(text, at + 1)) n++;
-    return n;
-  }
+  int logCount(const std::string& text) const { return static_cast<int>(countOf(logText(), text)); }
 
   TestCertificates certs_;
   SessionStoreGuard guard_{certs_};

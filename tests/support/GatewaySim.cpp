@@ -1,25 +1,17 @@
 #include "GatewaySim.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
-#include <thread>
 
 #include "TestCertificates.h"
+#include "childProcess.h"
 #include "gatewayMessage.h"
 #include "testText.h"
-
-extern char** environ;
 
 namespace {
 
@@ -40,31 +32,14 @@ GatewaySim::GatewaySim(const TestCertificates& certs, const std::vector<std::str
                                    "--port", "0", "--stats", m_statsPath, "--record", m_recordPath,
                                    "--ca", certs.caCert()};
   args.insert(args.end(), extraArgs.begin(), extraArgs.end());
-  std::vector<char*> argv;
-  for (std::string& arg : args) argv.push_back(arg.data());
-  argv.push_back(nullptr);
-
-  // Standard output goes to a file, which never fills up as a pipe would.
+  // Standard error stays the test's, where a sanitizer's report shows.
   const std::string outputPath = m_dir + "/output";
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, outputPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-  int spawned = posix_spawn(&m_pid, argv[0], &actions, nullptr, argv.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
+  m_pid = spawnToFile(args, outputPath, false);
   try {
-    if (spawned != 0) {
-      m_pid = -1;
-      throw std::runtime_error("cannot start " + args[0]);
-    }
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kStartTimeoutMs);
-    std::string output;
-    while ((output = readFile(outputPath)).find('\n') == std::string::npos) {
-      if (waitpid(m_pid, nullptr, WNOHANG) != 0) m_pid = -1;  // it ended: nothing left to stop
-      if (m_pid == -1 || std::chrono::steady_clock::now() > deadline) {
-        throw std::runtime_error("the simulator did not report its port: " + output);
-      }
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
+    if (m_pid == -1) throw std::runtime_error("cannot start " + args[0]);
+    auto reported = [&] { return readFile(outputPath).find('\n') != std::string::npos; };
+    std::string output = waitForChild(m_pid, kStartTimeoutMs, reported) ? readFile(outputPath) : "";
+    if (output.empty()) throw std::runtime_error("the simulator did not report its port: " + readFile(outputPath));
     if (std::sscanf(output.c_str(), "LISTENING %d\n", &m_port) != 1 || m_port <= 0) {
       throw std::runtime_error("unexpected first line from the simulator: " + output);
     }
@@ -87,18 +62,7 @@ GatewaySim::~GatewaySim() {
 
 int GatewaySim::stop(int signal) {
   if (m_pid > 0) {
-    kill(m_pid, signal);
-    int status = 0;
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kStopTimeoutMs);
-    pid_t ended;
-    while ((ended = waitpid(m_pid, &status, WNOHANG)) == 0 && std::chrono::steady_clock::now() < deadline) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    if (ended == 0) {
-      kill(m_pid, SIGKILL);
-      waitpid(m_pid, &status, 0);
-    }
-    m_exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    m_exitCode = stopChild(m_pid, signal, kStopTimeoutMs);
     m_pid = -1;
   }
   return m_exitCode;
@@ -113,12 +77,7 @@ long GatewaySim::stat(const std::string& name) const {
 }
 
 bool GatewaySim::waitForStat(const std::string& name, long atLeast) const {
-  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-  while (stat(name) < atLeast) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  return true;
+  return pollUntil(10000, [&] { return stat(name) >= atLeast; });
 }
 
 std::vector<std::string> GatewaySim::recordedMessages() const {

@@ -7,6 +7,12 @@
 
 MerchantTxn::MerchantTxn() : m_txn(newBundle()) {}
 
+MerchantTxn::MerchantTxn(const TestCertificates& certs, int port, const std::string& logPath) : MerchantTxn() {
+  if (!logPath.empty()) logTo(logPath);
+  settings(certs, port);
+  purchase();
+}
+
 MerchantTxn::~MerchantTxn() { cleanup(m_txn); }
 
 void MerchantTxn::logTo(const std::string& path) {

@@ -18,6 +18,8 @@ class MerchantTxn {
   static constexpr const char* kCvc2 = "7319";
 
   MerchantTxn();
+  // A purchase() with settings(certs, port), logging to logPath when given.
+  MerchantTxn(const TestCertificates& certs, int port, const std::string& logPath = "");
   ~MerchantTxn();
   MerchantTxn(const MerchantTxn&) = delete;
   MerchantTxn& operator=(const MerchantTxn&) = delete;

@@ -1,26 +1,18 @@
 #include "TinyProxy.h"
 
-#include <arpa/inet.h>
-#include <fcntl.h>
-#include <netinet/in.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
 #include <system_error>
-#include <thread>
 
+#include "BSocket.h"
 #include "RawListener.h"
 #include "TestCertificates.h"
+#include "childProcess.h"
 #include "testText.h"
-
-extern char** environ;
 
 namespace {
 
@@ -29,14 +21,8 @@ constexpr int kStartTimeoutMs = 10000;
 constexpr int kStopTimeoutMs = 5000;
 
 bool accepts(int port) {
-  int fd = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in sa{};
-  sa.sin_family = AF_INET;
-  sa.sin_port = htons(static_cast<uint16_t>(port));
-  sa.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  bool ok = connect(fd, reinterpret_cast<sockaddr*>(&sa), sizeof sa) == 0;
-  close(fd);
-  return ok;
+  BSocket probe;
+  return probe.connect("127.0.0.1", port, 1000);
 }
 
 }  // namespace
@@ -79,52 +65,16 @@ bool TinyProxy::startOn(int port, const Options& options) {
     out << "Port " << port << "\nListen 127.0.0.1\nTimeout 30\nMaxClients 20\n"
         << "LogFile \"" << m_dir << "/tinyproxy.log\"\nLogLevel Info\nAllow 127.0.0.1\n";
     if (!options.user.empty()) out << "BasicAuth " << options.user << " " << options.password << "\n";
-    for (int p : options.connectPorts) out << "ConnectPort " << p << "\n";
   }
-  std::string path = program();
-  std::vector<std::string> args = {path, "-d", "-c", config};
-  std::vector<char*> argv;
-  for (std::string& arg : args) argv.push_back(arg.data());
-  argv.push_back(nullptr);
-  // -d keeps it in the foreground, as our child; its own output goes to a
-  // file, which never fills up as a pipe would.
-  std::string outputPath = m_dir + "/output";
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, outputPath.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-  posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
-  int spawned = posix_spawn(&m_pid, path.c_str(), &actions, nullptr, argv.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  if (spawned != 0) {
-    m_pid = -1;
-    return false;
-  }
-  auto giveUp = std::chrono::steady_clock::now() + std::chrono::milliseconds(kStartTimeoutMs);
-  while (!accepts(port)) {
-    if (waitpid(m_pid, nullptr, WNOHANG) != 0) {
-      m_pid = -1;  // it ended, and is reaped: nothing left to stop
-      return false;
-    }
-    if (std::chrono::steady_clock::now() > giveUp) {
-      stop();
-      return false;
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  return true;
+  // -d keeps it in the foreground, as our child.
+  m_pid = spawnToFile({program(), "-d", "-c", config}, m_dir + "/output", true);
+  if (m_pid == -1) return false;
+  if (waitForChild(m_pid, kStartTimeoutMs, [port] { return accepts(port); })) return true;
+  stop();  // it never accepted, or it ended (the port was taken meanwhile)
+  return false;
 }
 
 void TinyProxy::stop() {
-  if (m_pid <= 0) return;
-  kill(m_pid, SIGTERM);
-  auto giveUp = std::chrono::steady_clock::now() + std::chrono::milliseconds(kStopTimeoutMs);
-  while (waitpid(m_pid, nullptr, WNOHANG) == 0) {
-    if (std::chrono::steady_clock::now() > giveUp) {
-      kill(m_pid, SIGKILL);
-      waitpid(m_pid, nullptr, 0);
-      break;
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
+  if (m_pid > 0) stopChild(m_pid, SIGTERM, kStopTimeoutMs);
   m_pid = -1;
 }

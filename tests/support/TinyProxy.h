@@ -4,8 +4,6 @@
 #include <sys/types.h>
 
 #include <string>
-#include <vector>
-
 // Runs tinyproxy (installed by scripts/ensure-proxy.sh) in a child process
 // for one test: on a free port of 127.0.0.1, allowing clients from
 // 127.0.0.1 only, with its configuration and its log in a temporary
@@ -17,8 +15,6 @@ class TinyProxy {
     // (tinyproxy accepts letters, digits, "-", "." and "_" in them).
     std::string user;
     std::string password;
-    // The ports CONNECT may reach; empty allows every port.
-    std::vector<int> connectPorts;
   };
 
   // The path of the tinyproxy program, or "" when it is not installed

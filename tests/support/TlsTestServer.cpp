@@ -1,9 +1,6 @@
 #include "TlsTestServer.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <poll.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <openssl/err.h>
@@ -31,7 +28,7 @@ void setIoTimeouts(int fd) {
 
 TlsTestServer::TlsTestServer(const TestCertificates& certs, Script script, bool requireClientCert,
                              const Configure& configure)
-    : m_script(std::move(script)) {
+    : m_script(std::move(script)), m_listener("127.0.0.1", true) {
   // A script that writes after the client has gone must fail its write,
   // not end the test program.
   signal(SIGPIPE, SIG_IGN);
@@ -50,35 +47,24 @@ TlsTestServer::TlsTestServer(const TestCertificates& certs, Script script, bool 
     SSL_CTX_set_verify(m_ctx, SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT, nullptr);
   }
   if (configure) configure(m_ctx);
-
-  m_listener = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t length = sizeof address;
-  if (m_listener < 0 || bind(m_listener, reinterpret_cast<sockaddr*>(&address), length) != 0 ||
-      listen(m_listener, 8) != 0 ||
-      getsockname(m_listener, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
-    if (m_listener >= 0) close(m_listener);
+  if (!m_listener.ok()) {
     SSL_CTX_free(m_ctx);
     throw std::runtime_error("test server: cannot listen on 127.0.0.1");
   }
-  m_port = ntohs(address.sin_port);
   m_thread = std::thread(&TlsTestServer::run, this);
 }
 
 TlsTestServer::~TlsTestServer() {
   m_stopping = true;
   m_thread.join();
-  close(m_listener);
   SSL_CTX_free(m_ctx);
 }
 
 void TlsTestServer::run() {
   while (!m_stopping) {
-    pollfd waiting{m_listener, POLLIN, 0};
+    pollfd waiting{m_listener.fd(), POLLIN, 0};
     if (poll(&waiting, 1, 50) != 1) continue;
-    int fd = accept(m_listener, nullptr, nullptr);
+    int fd = accept(m_listener.fd(), nullptr, nullptr);
     if (fd < 0) continue;
     setIoTimeouts(fd);
     serve(fd);

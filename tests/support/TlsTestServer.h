@@ -11,6 +11,8 @@
 #include <thread>
 #include <vector>
 
+#include "RawListener.h"
+
 class BSSLContext;
 class BSocket;
 class TestCertificates;
@@ -46,7 +48,7 @@ class TlsTestServer {
   TlsTestServer(const TlsTestServer&) = delete;
   TlsTestServer& operator=(const TlsTestServer&) = delete;
 
-  int port() const { return m_port; }
+  int port() const { return m_listener.port(); }
 
   // Waits up to ten seconds until n connections have been served, and
   // returns what the server saw of every connection so far, in order.
@@ -64,8 +66,7 @@ class TlsTestServer {
 
   SSL_CTX* m_ctx = nullptr;
   Script m_script;
-  int m_listener = -1;
-  int m_port = 0;
+  RawListener m_listener;
   std::atomic<bool> m_stopping{false};
   std::mutex m_mutex;
   std::condition_variable m_served;

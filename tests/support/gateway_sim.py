@@ -1,13 +1,5 @@
-"""Test certificates and the gateway simulator, for the tests written in Python.
-
-TestCertificates writes a certificate set with zelvan-certgen into a
-temporary directory; GatewaySim runs zelvan-gateway-sim with them on a free
-port of 127.0.0.1; SimulatorTestCase gives tests both. Both are context managers that leave nothing behind: the
-simulator is stopped, the directory removed, and the System V shared-memory
-segments that clients created for the certificate files (the SSL session
-store) are removed with it, by zelvan-session-key from beside
-zelvan-certgen.
-"""
+"""Test certificates and the gateway simulator for the tests written in
+Python, both context managers that leave nothing behind."""
 
 import os
 import pathlib
@@ -28,7 +20,9 @@ class TestCertificates:
     """A CA, a server certificate for 127.0.0.1 and client certificates.
 
     The client's PKCS#12 file is client_p12 (password PASSWORD), the CA
-    file ca. The directory goes, with its session segments, on exit.
+    file ca. The directory goes on exit, with the System V session-store
+    segments that clients made for its files (zelvan-session-key, beside
+    certgen, removes them).
     """
 
     PASSWORD = "zelvan-test"
@@ -36,6 +30,7 @@ class TestCertificates:
     def __init__(self, certgen):
         self.session_key = os.path.join(os.path.dirname(certgen), "zelvan-session-key")
         self.dir = tempfile.mkdtemp(prefix="zv-certs-")
+        self.ca, self.client_p12 = self.path("ca.pem"), self.path("client.p12")
         try:
             subprocess.run([certgen, self.dir], check=True, stdout=subprocess.DEVNULL)
         except BaseException:
@@ -44,14 +39,6 @@ class TestCertificates:
 
     def path(self, name):
         return os.path.join(self.dir, name)
-
-    @property
-    def ca(self):
-        return self.path("ca.pem")
-
-    @property
-    def client_p12(self):
-        return self.path("client.p12")
 
     def remove_session_stores(self):
         """Removes the session-store segments of every file of the set."""

@@ -16,6 +16,13 @@ inline std::string readFile(const std::string& path) {
   return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
+// How often part occurs in text, overlapping occurrences included.
+inline size_t countOf(const std::string& text, const std::string& part) {
+  size_t n = 0;
+  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) n++;
+  return n;
+}
+
 // The bytes of s, NULs included; "(null)" for a null string or buffer, so
 // that a missing result shows in a failed comparison.
 inline std::string textOf(BString* s) {

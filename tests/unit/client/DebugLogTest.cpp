@@ -5,6 +5,7 @@
 #include <ctime>
 #include <regex>
 #include <string>
+#include <utility>
 
 #include "BObject.h"
 #include "clientTestSupport.h"
@@ -14,6 +15,7 @@
 
 using testing::internal::CaptureStdout;
 using testing::internal::GetCapturedStdout;
+using Lines = std::vector<std::string>;
 
 namespace {
 
@@ -89,4 +91,67 @@ TEST_F(DebugLog, StandardOutputLinesFollowGVerbose) {
   CaptureStdout();
   logDebugMessage(&toStdout, "silenced");
   EXPECT_EQ(GetCapturedStdout(), "");
+}
+
+// Through the C API: the file a handle's LOGFILE names.
+TEST_F(DebugLog, LogFileOpensOnlyAfterDebugOnAndTakesEverySetterAndTheCleanUp) {
+  txn* t = newBundle();
+  put(t, "LOGFILE", path_.c_str());
+  put(t, "debug", "on");
+  EXPECT_NE(access(path_.c_str(), F_OK), 0);
+  CaptureStdout();
+  setPort(t, "8443");
+  EXPECT_EQ(logTexts(GetCapturedStdout()), (Lines{"Server Port Set...", "\t Using Port [8443]."}));
+
+  CaptureStdout();
+  put(t, "LogFile", path_.c_str());
+  put_ClientID(t, "1");
+  put_CertificatePath(t, "/c");
+  put_CertificatePassword(t, "p");
+  free(get(t, "THEWORKS"));
+  cleanup(t);
+  EXPECT_EQ(GetCapturedStdout(), "");
+  EXPECT_EQ(logFileTexts(path_), (Lines{
+      "----------------------------------", "Writing to Logfile.",
+      "Setting default Log Location to [" + path_ + "]", "Default Log Location is [" + path_ + "]",
+      "isDebugOn=[1]; isDebugToStdOut=[0];", "ClientID Set.", "Certificate Path Set.",
+      "Certificate Password Set.", "Cleaning Up...", "\tDestroying Transaction...",
+      "\tBundle Destroyed, closing...", "\tdebugLog, closing...", "Cleaning Up Completed."}));
+  EXPECT_EQ(std::string(theDebugFileName), path_);
+  EXPECT_TRUE(isDebugOn == 1 && isDebugToStdOut == 0);
+  isDebugOn = 0;
+}
+
+TEST_F(DebugLog, OtherDebugValuesAndStdoutCloseTheFile) {
+  Handle t;
+  for (auto [name, value] : {std::pair{"DEBUG", "YES"}, {"LOGFILE", "StdOut"}}) {
+    put(t, "DEBUG", "ON");
+    put(t, "LOGFILE", path_.c_str());
+    put(t, name, value);
+    EXPECT_EQ(t->debugLog, nullptr) << name;
+    put_ClientID(t, "1");
+    EXPECT_EQ(logFileTexts(path_).back(), "isDebugOn=[1]; isDebugToStdOut=[0];") << name;
+  }
+  EXPECT_TRUE(t->debugOn == 1 && t->debugToStdOut == 1);
+  put(t, "DEBUG", "OFF");
+}
+
+TEST_F(DebugLog, UnopenableFileLogsToStdoutAndTooLongPathsKeepTheDefaultLog) {
+  Handle t;
+  put(t, "DEBUG", "ON");
+  CaptureStdout();
+  std::string unopenable = dir_.file("no/such.log");
+  put(t, "LOGFILE", unopenable.c_str());
+  EXPECT_EQ(logTexts(GetCapturedStdout()),
+            (Lines{"Unable to create debugLog file " + unopenable + ". Writing to stdOut instead.", ""}));
+  EXPECT_EQ(t->debugToStdOut, 1);
+
+  put(t, "LOGFILE", path_.c_str());
+  std::string longPath = dir_.file(std::string(200, 'a'));
+  put(t, "LOGFILE", longPath.c_str());
+  EXPECT_EQ(logFileTexts(longPath).back(),
+            "Default Log Location unchanged: the path is longer than 127 characters.");
+  EXPECT_EQ(std::string(theDebugFileName), path_);
+  EXPECT_NE(access(longPath.substr(0, 127).c_str(), F_OK), 0) << "no file at the cut-off path";
+  put(t, "DEBUG", "OFF");
 }

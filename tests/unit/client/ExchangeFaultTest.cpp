@@ -1,7 +1,8 @@
 // An exchange that ends in an exception releases what it holds: its socket
 // is closed and its SSL context is back in the pool, idle.
-#include <dirent.h>
 #include <gtest/gtest.h>
+
+#include <filesystem>
 
 #include <functional>
 #include <stdexcept>
@@ -24,13 +25,7 @@ namespace {
 // test sets it.
 std::function<void(const char*)> gFault;
 
-int openDescriptors() {
-  int n = 0;
-  DIR* fds = opendir("/proc/self/fd");
-  while (readdir(fds) != nullptr) n++;
-  closedir(fds);
-  return n;
-}
+long openDescriptors() { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); }
 
 // The pool's contexts that are marked in use.
 int contextsInUse() {
@@ -59,12 +54,10 @@ TEST(ExchangeFault, AnExceptionReleasesTheSocketAndTheContext) {
   {
     // The first transaction of the process sets up what stays (the pool,
     // OpenSSL), so that what follows counts only what an exchange holds.
-    MerchantTxn warmUp;
-    warmUp.settings(certs, sim.port());
-    warmUp.purchase();
+    MerchantTxn warmUp(certs, sim.port());
     ASSERT_EQ(warmUp.execute(), 1);
   }
-  const int descriptors = openDescriptors();
+  const long descriptors = openDescriptors();
 
   struct {
     const char* point;
@@ -79,9 +72,7 @@ TEST(ExchangeFault, AnExceptionReleasesTheSocketAndTheContext) {
     gFault = [&c](const char* point) {
       if (std::string(point) == c.point) throw std::runtime_error("injected");
     };
-    MerchantTxn txn;
-    txn.settings(certs, sim.port());
-    txn.purchase();
+    MerchantTxn txn(certs, sim.port());
     EXPECT_EQ(txn.execute(), 0) << c.point;
     gFault = nullptr;
     EXPECT_EQ(txn.field("ERROR"), "Unknown exception during transaction execution.") << c.point;
@@ -91,9 +82,7 @@ TEST(ExchangeFault, AnExceptionReleasesTheSocketAndTheContext) {
   }
 
   // The context released after the exception serves the next transaction.
-  MerchantTxn after;
-  after.settings(certs, sim.port());
-  after.purchase();
+  MerchantTxn after(certs, sim.port());
   EXPECT_EQ(after.execute(), 1);
   EXPECT_EQ(after.field("RESULT"), "0");
 }

@@ -20,14 +20,8 @@ namespace {
 
 const TestCertificates& certs() { return TestCertificates::shared(); }
 
-size_t count(const std::string& text, const std::string& part) {
-  size_t n = 0;
-  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) n++;
-  return n;
-}
-
 void expectOnce(const std::string& log, std::initializer_list<const char*> lines) {
-  for (const char* line : lines) EXPECT_EQ(count(log, std::string(line) + "\r\n"), 1u) << line;
+  for (const char* line : lines) EXPECT_EQ(countOf(log, std::string(line) + "\r\n"), 1u) << line;
 }
 
 // Connects a client to a server that plays script, and reads one reply
@@ -78,10 +72,10 @@ TEST_F(ResponseReaderTest, AssemblesAReplySplitOverRecords) {
   expectOnce(text, {"\t\tdoing SSL Read", "\t\tSSLRead timeout set to [30] seconds",
                     "\t\tMemory allocated for read buffer", "\t\t\tFound end of message.",
                     "\t\tMessage has been found.", "\t\tFinished SSL Read"});
-  EXPECT_GE(count(text, "\t\t\tNot yet at end of message\r\n"), 3u);
+  EXPECT_GE(countOf(text, "\t\t\tNot yet at end of message\r\n"), 3u);
   // Every read is numbered, those that returned data included.
-  EXPECT_GE(count(text, "Attempt to read response from ZTS."), pieces.size());
-  EXPECT_EQ(count(text, "\t\t\t [4] Attempt to read response from ZTS.\r\n"), 1u);
+  EXPECT_GE(countOf(text, "Attempt to read response from ZTS."), pieces.size());
+  EXPECT_EQ(countOf(text, "\t\t\t [4] Attempt to read response from ZTS.\r\n"), 1u);
 }
 
 TEST_F(ResponseReaderTest, MarkerAloneIsNotAReplyAndTheReadTimesOut) {
@@ -98,10 +92,10 @@ TEST_F(ResponseReaderTest, MarkerAloneIsNotAReplyAndTheReadTimesOut) {
   std::string text = log();
   expectOnce(text, {"\t\tBreaking out of read loop.", "\t\tMessage not found.", "\t\tSSL Error",
                     "\t\t\tsslError found [2]"});
-  EXPECT_EQ(count(text, "\t\t\twaittime is is ["), 1u);
-  EXPECT_EQ(count(text, "], timeout value is [1], SSL Error Code is [2], ret is [-1]\r\n"), 1u);
-  EXPECT_EQ(count(text, "Found end of message."), 0u);
-  EXPECT_GE(count(text, "\t\t\t\tWaiting for response from ZTS.\r\n"), 1u);
+  EXPECT_EQ(countOf(text, "\t\t\twaittime is is ["), 1u);
+  EXPECT_EQ(countOf(text, "], timeout value is [1], SSL Error Code is [2], ret is [-1]\r\n"), 1u);
+  EXPECT_EQ(countOf(text, "Found end of message."), 0u);
+  EXPECT_GE(countOf(text, "\t\t\t\tWaiting for response from ZTS.\r\n"), 1u);
 
   EXPECT_EQ(doSSLRead(nullptr, nullptr, 1), nullptr) << "no connection, nothing read";
 }

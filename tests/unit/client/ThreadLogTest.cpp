@@ -3,6 +3,7 @@
 // thread's transactions.
 #include <gtest/gtest.h>
 
+#include <regex>
 #include <set>
 #include <string>
 #include <thread>
@@ -25,27 +26,16 @@ struct LogNumbers {
   std::multiset<std::string> lines;
 };
 
+// A line's number sits between tabs after its time stamp; the line that
+// opens the file for a transaction is a row of dashes.
 LogNumbers numbersOf(const std::string& log) {
+  static const std::regex kNumbered(R"(\t\[(\d{8,})\]\t(----------------------------------\r\n)?)");
   LogNumbers numbers;
-  size_t start = 0;
-  for (size_t end; (end = log.find("\r\n", start)) != std::string::npos; start = end + 2) {
-    std::string line = log.substr(start, end - start);
-    size_t open = line.find("\t[");
-    size_t close = line.find("]\t", open);
-    if (open == std::string::npos || close == std::string::npos) continue;  // a line's second end
-    std::string number = line.substr(open + 2, close - open - 2);
-    numbers.lines.insert(number);
-    if (line.compare(close + 2, std::string::npos, "----------------------------------") == 0) {
-      numbers.opened.push_back(number);
-    }
+  for (std::sregex_iterator it(log.begin(), log.end(), kNumbered), end; it != end; ++it) {
+    numbers.lines.insert((*it)[1]);
+    if ((*it)[2].matched) numbers.opened.push_back((*it)[1]);
   }
   return numbers;
-}
-
-size_t count(const std::string& text, const std::string& part) {
-  size_t n = 0;
-  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) n++;
-  return n;
 }
 
 }  // namespace
@@ -60,10 +50,7 @@ TEST(ThreadLog, EachThreadsFileHoldsOnlyItsOwnTransactions) {
 
   auto purchases = [&](int thread) {
     for (int i = 0; i < kPurchases; i++) {
-      MerchantTxn txn;
-      txn.logTo(paths[thread]);
-      txn.settings(certs, sim.port());
-      txn.purchase();
+      MerchantTxn txn(certs, sim.port(), paths[thread]);
       if (txn.execute() == 1 && txn.field("RESULT") == "0") approved[thread]++;
     }
   };
@@ -78,8 +65,8 @@ TEST(ThreadLog, EachThreadsFileHoldsOnlyItsOwnTransactions) {
     numbers[n] = numbersOf(log);
     EXPECT_EQ(numbers[n].opened.size(), static_cast<size_t>(kPurchases)) << paths[n];
     // Two replies read per purchase, each read logged in its own file.
-    EXPECT_EQ(count(log, "\t\tdoing SSL Read\r\n"), 2u * kPurchases) << paths[n];
-    EXPECT_EQ(count(log, "\t\tFinished SSL Read\r\n"), 2u * kPurchases) << paths[n];
+    EXPECT_EQ(countOf(log, "\t\tdoing SSL Read\r\n"), 2u * kPurchases) << paths[n];
+    EXPECT_EQ(countOf(log, "\t\tFinished SSL Read\r\n"), 2u * kPurchases) << paths[n];
   }
   for (int n = 0; n < 2; n++) {
     std::set<std::string> own(numbers[n].opened.begin(), numbers[n].opened.end());

@@ -16,7 +16,6 @@ class TempDir {
   TempDir() : path_(TestCertificates::makeTempDir("zv-client-")) {}
   ~TempDir() { std::filesystem::remove_all(path_); }
   std::string file(const std::string& name) const { return path_ + "/" + name; }
-  const std::string& path() const { return path_; }
 
  private:
   std::string path_;
