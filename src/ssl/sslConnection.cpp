@@ -141,7 +141,10 @@ SslHandshakeOutcome sslHandshake(BSSLContext* ctx, int fd, const std::string& ga
     }
     int ready = 0;
     do {
-      auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+      // A part of a millisecond left counts as a whole one: the handshake
+      // times out only once its time is really over, and so never before
+      // the payment's deadline that its time was taken from.
+      auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
       if (left.count() <= 0) break;
       pollfd waiting{fd, events, 0};
       ready = poll(&waiting, 1, static_cast<int>(left.count()));
