@@ -17,6 +17,7 @@
 #include <string>
 
 #include "BSSLContext.h"
+#include "Deadline.h"
 #include "policy.h"
 
 namespace {
@@ -121,7 +122,10 @@ SslHandshakeOutcome sslHandshake(BSSLContext* ctx, int fd, const std::string& ga
     *detail = std::string("the CA file ") + unloadable + " could not be loaded";
     return kSslHandshakeFailed;
   }
-  auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+  // Its waits share one bound, which (as every Deadline) counts a part of
+  // a millisecond left as a whole one: the handshake never times out just
+  // before the payment's deadline that its time was taken from.
+  Deadline bound = Deadline::after(timeoutMs);
   const bool offered = SSL_get0_session(ssl) != nullptr;
   for (;;) {
     ERR_clear_error();
@@ -141,13 +145,9 @@ SslHandshakeOutcome sslHandshake(BSSLContext* ctx, int fd, const std::string& ga
     }
     int ready = 0;
     do {
-      // A part of a millisecond left counts as a whole one: the handshake
-      // times out only once its time is really over, and so never before
-      // the payment's deadline that its time was taken from.
-      auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-      if (left.count() <= 0) break;
+      if (bound.expired()) break;
       pollfd waiting{fd, events, 0};
-      ready = poll(&waiting, 1, static_cast<int>(left.count()));
+      ready = poll(&waiting, 1, bound.clamp(timeoutMs));
     } while (ready == -1 && errno == EINTR);
     if (ready < 0) {
       *detail = strerror(errno);
