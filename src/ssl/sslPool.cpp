@@ -26,17 +26,27 @@ constexpr std::chrono::milliseconds kLockGiveUp(kPoolLockGiveUpMs);
 std::mutex gCounterGuard;
 std::condition_variable gPoolFree;
 
-// Takes the first idle context of list, or returns null.
+// The context this thread took last. Only compared with the contexts of
+// a list, never followed: the pool may have freed it since.
+thread_local const BSSLContext* tLastTaken = nullptr;
+
+// Takes an idle context of list, or returns null: the one this thread
+// used last if it is idle, else the first idle one. A thread that keeps
+// its context finds its connection's buffers in its own cache and frees
+// them to its own malloc arena, instead of contending with the thread that
+// used them before.
 BSSLContext* takeIdle(BVector* list) {
+  BSSLContext* chosen = nullptr;
   for (int i = 0; i < list->size(); i++) {
     BObject* element = list->get(i, 0);
     if (element == nullptr || !element->instanceOf(BSSLContext::staticType())) continue;
     BSSLContext* context = static_cast<BSSLContext*>(element);
     if (context->inUse()) continue;
-    context->setInUse(1);
-    return context;
+    if (chosen == nullptr || context == tLastTaken) chosen = context;
+    if (context == tLastTaken) break;
   }
-  return nullptr;
+  if (chosen != nullptr) chosen->setInUse(1);
+  return chosen;
 }
 
 }  // namespace
@@ -108,6 +118,7 @@ void* get_ssl(const char* certificatePath, const char* password, const char* caF
     list->add(context, 1);
   }
 
+  tLastTaken = context;
   trackDelete(key);
   release_ssl_lock();
   return context;

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
 
 #include "BHashTable.h"
 #include "BSSLContext.h"
@@ -59,4 +60,15 @@ TEST_F(SslPoolTest, HandsOutIdleContextsOfTheSameCredentials) {
   EXPECT_EQ(m_ssl_contexts->size(), 2);
   EXPECT_EQ(get_ssl_object_count(), 3);
   EXPECT_EQ(m_ssl_locks, 0);
+
+  // With both idle, a thread gets back the context it took last, and a
+  // thread that took none of them the first idle one.
+  BSSLContext* last = take("secret");
+  first->setInUse(0);
+  last->setInUse(0);
+  EXPECT_EQ(take("secret"), last);
+  last->setInUse(0);
+  BSSLContext* elsewhere = nullptr;
+  std::thread([&] { elsewhere = take("secret"); }).join();
+  EXPECT_EQ(elsewhere, first);
 }
