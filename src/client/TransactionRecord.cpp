@@ -76,9 +76,7 @@ void TransactionRecord::setTimings(const char* text) { t_->bundle->put(kTimingsK
 void TransactionRecord::setSslObjects(const char* text) { t_->bundle->put(kSslObjectsKey, text); }
 
 void TransactionRecord::setTotalTime(unsigned long milliseconds) {
-  char text[32];
-  snprintf(text, sizeof text, "%lu", milliseconds);
-  t_->bundle->put(kTotalTimeKey, static_cast<const char*>(text));
+  t_->bundle->put(kTotalTimeKey, std::to_string(milliseconds).c_str());
 }
 
 void TransactionRecord::logField(const char* format, const char* key) {

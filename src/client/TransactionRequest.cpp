@@ -32,9 +32,7 @@ int serverPosition(const char* name, int count) {
   if (*digits < '0' || *digits > '9') return -1;
   long position = strtol(digits, nullptr, 10);
   if (position >= count) return -1;
-  char canonical[32];
-  snprintf(canonical, sizeof canonical, kNumberedServerFormat, static_cast<int>(position));
-  return strcmp(canonical, name) == 0 ? static_cast<int>(position) : -1;
+  return numberedServerKey(static_cast<int>(position)) == name ? static_cast<int>(position) : -1;
 }
 
 // One pass over every field: the numbered servers, and the first field

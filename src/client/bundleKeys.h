@@ -1,6 +1,8 @@
 #ifndef ZELVAN_BUNDLEKEYS_H_
 #define ZELVAN_BUNDLEKEYS_H_
 
+#include <string>
+
 // Every bundle key the client reads or writes, named once. Keys that begin
 // with "_" stay in the process: they are never sent to the gateway.
 
@@ -22,9 +24,8 @@ constexpr char kTimeoutKey[] = "_TIMEOUT";
 constexpr char kProxyKey[] = "_PROXY";
 constexpr char kServerPortKey[] = "SERVERPORT";
 constexpr char kServerCountKey[] = "SERVERCOUNT";
-// The numbered servers of the list: "SERVER0", "SERVER1", ... made with
-// kNumberedServerFormat and the position.
-constexpr char kNumberedServerFormat[] = "SERVER%i";
+// The numbered servers of the list are "SERVER0", "SERVER1", ...: see
+// numberedServerKey() below.
 constexpr char kDebugKey[] = "DEBUG";
 constexpr char kLogFileKey[] = "LOGFILE";
 
@@ -35,6 +36,9 @@ constexpr char kCardExpiryDateKey[] = "CARDEXPIRYDATE";
 
 // What the client adds.
 constexpr char kServerKey[] = "SERVER";
+// The key of the server at position in the list: "SERVER" and the
+// position in decimal.
+inline std::string numberedServerKey(int position) { return kServerKey + std::to_string(position); }
 constexpr char kClientTypeKey[] = "ZELVANCLIENTTYPE";
 constexpr char kClientVersionKey[] = "ZELVANCLIENTVERSION";
 constexpr char kOpenSslVersionKey[] = "_OPENSSL_VERSION";

@@ -20,16 +20,12 @@ void setServers(txn* t, const char* list) {
     // Two separators in a row (", ") leave an empty token: it takes no
     // number.
     if (server->trim(1, 1) > 0) {
-      char key[32];
-      snprintf(key, sizeof key, kNumberedServerFormat, position);
-      t->bundle->put(key, server->buffer());
+      t->bundle->put(numberedServerKey(position).c_str(), server->buffer());
       logDebugPrintf(t, "\tServer [%s] added to List in position [%i]", server->buffer(), position);
       position++;
     }
     trackDelete(server);
   }
-  char count[16];
-  snprintf(count, sizeof count, "%i", position);
-  t->bundle->put(kServerCountKey, static_cast<const char*>(count));
+  t->bundle->put(kServerCountKey, std::to_string(position).c_str());
   logDebugMessage(t, "Finished Setting Servers.");
 }

@@ -28,6 +28,29 @@ std::string textOf(const sockaddr* sa) {
   return text;
 }
 
+// The address an IPv4 dotted address or an IPv6 literal names, without
+// the resolver: getaddrinfo would give this one address too, through
+// much more (and, once per purchase, cold) code. False for anything else,
+// scoped IPv6 addresses included, which go to the resolver.
+bool numericAddress(const std::string& host, int port, ServerAddress* address) {
+  *address = ServerAddress{};
+  auto* v4 = reinterpret_cast<sockaddr_in*>(&address->address);
+  auto* v6 = reinterpret_cast<sockaddr_in6*>(&address->address);
+  if (inet_pton(AF_INET, host.c_str(), &v4->sin_addr) == 1) {
+    v4->sin_family = AF_INET;
+    v4->sin_port = htons(static_cast<uint16_t>(port));
+    address->length = sizeof(sockaddr_in);
+  } else if (inet_pton(AF_INET6, host.c_str(), &v6->sin6_addr) == 1) {
+    v6->sin6_family = AF_INET6;
+    v6->sin6_port = htons(static_cast<uint16_t>(port));
+    address->length = sizeof(sockaddr_in6);
+  } else {
+    return false;
+  }
+  address->text = textOf(address->get());
+  return true;
+}
+
 }  // namespace
 
 std::string ServerAddress::withPort() const {
@@ -48,6 +71,11 @@ bool resolveServerAddresses(const std::string& entry, int port,
   if (port < 1 || port > 65535) {
     *error = "The port " + std::to_string(port) + " is invalid: it must be a whole number from 1 to 65535.";
     return false;
+  }
+  ServerAddress numeric;
+  if (numericAddress(host, port, &numeric)) {
+    addresses->push_back(numeric);
+    return true;
   }
   addrinfo hints{};
   hints.ai_family = AF_UNSPEC;

@@ -20,6 +20,7 @@
 #include "BString.h"
 #include "StoreLock.h"
 #include "certificateCache.h"
+#include "errorQueue.h"
 #include "memTrack.h"
 #include "sessionStore.h"
 
@@ -254,7 +255,7 @@ bool BSSLContext::loadContext() {
   if (!loaded) {
     SSL_CTX_free(ctx);
     ctx = nullptr;
-    ERR_clear_error();
+    clearErrorQueue();
     return false;
   }
 
@@ -268,7 +269,7 @@ bool BSSLContext::loadContext() {
   SSL_CTX_sess_set_remove_cb(ctx, ssl_callback_DelSessionCacheEntry);
   // Reading in the wrong format first leaves errors in the thread's queue
   // that would otherwise be reported for the next SSL call.
-  ERR_clear_error();
+  clearErrorQueue();
   return true;
 }
 
@@ -338,7 +339,7 @@ void BSSLContext::bindSocket(int fd, bool offerStoredSession) {
   // An empty or unreadable store, or a stored session that failed to
   // verify, leaves errors in the thread's queue; the handshake that
   // follows must not see them.
-  ERR_clear_error();
+  clearErrorQueue();
 }
 
 bool BSSLContext::offerable(SSL* connection, uint64_t generation) {
@@ -387,7 +388,7 @@ void BSSLContext::ShutdownSSL() {
   // writeWithoutSignal), and the socket is non-blocking by now, so
   // nothing waits.
   if (SSL_is_init_finished(ssl)) SSL_shutdown(ssl);
-  ERR_clear_error();
+  clearErrorQueue();
   // Marked closed in both directions, so that clearing the connection for
   // the next one does not take its session for a bad one.
   SSL_set_shutdown(ssl, SSL_SENT_SHUTDOWN | SSL_RECEIVED_SHUTDOWN);
@@ -454,7 +455,7 @@ STACK_OF(X509)* BSSLContext::readPEMChain(BIO* bio) {
     }
   }
   // The read that found no further certificate queues an error.
-  ERR_clear_error();
+  clearErrorQueue();
   return chain;
 }
 

@@ -17,6 +17,7 @@
 #include <string>
 
 #include "BSSLContext.h"
+#include "errorQueue.h"
 #include "Deadline.h"
 #include "policy.h"
 
@@ -86,9 +87,17 @@ void sslSetPeer(BSSLContext* ctx, const char* server, bool checkName) {
   // the certificate's IP entries are compared with.
   std::string name = server;
   if (name.size() > 2 && name.front() == '[' && name.back() == ']') name = name.substr(1, name.size() - 2);
-  in_addr ignored;
-  in6_addr ignored6;
-  bool address = inet_pton(AF_INET, name.c_str(), &ignored) == 1 || inet_pton(AF_INET6, name.c_str(), &ignored6) == 1;
+  // The address in binary, as the certificate's IP entries hold it. It is
+  // handed to OpenSSL as such: its own text parser goes through sscanf,
+  // whose cold code costs more than the rest of this function.
+  unsigned char binary[sizeof(in6_addr)];
+  size_t binaryLength = 0;
+  if (inet_pton(AF_INET, name.c_str(), binary) == 1) {
+    binaryLength = sizeof(in_addr);
+  } else if (inet_pton(AF_INET6, name.c_str(), binary) == 1) {
+    binaryLength = sizeof(in6_addr);
+  }
+  bool address = binaryLength > 0;
   // Servers are named by host name only; an address or an empty name
   // sends none.
   SSL_set_tlsext_host_name(ssl, address || name.empty() ? nullptr : const_cast<char*>(name.c_str()));
@@ -97,7 +106,7 @@ void sslSetPeer(BSSLContext* ctx, const char* server, bool checkName) {
   X509_VERIFY_PARAM_set1_ip(param, nullptr, 0);
   if (!checkName || (SSL_get_verify_mode(ssl) & SSL_VERIFY_PEER) == 0) return;
   if (address) {
-    X509_VERIFY_PARAM_set1_ip_asc(param, name.c_str());
+    X509_VERIFY_PARAM_set1_ip(param, binary, binaryLength);
   } else {
     X509_VERIFY_PARAM_set1_host(param, name.c_str(), 0);
   }
@@ -128,7 +137,7 @@ SslHandshakeOutcome sslHandshake(BSSLContext* ctx, int fd, const std::string& ga
   Deadline bound = Deadline::after(timeoutMs);
   const bool offered = SSL_get0_session(ssl) != nullptr;
   for (;;) {
-    ERR_clear_error();
+    clearErrorQueue();
     errno = 0;
     int result = SSL_connect(ssl);
     if (result == 1) {
@@ -188,7 +197,7 @@ bool sslRefusedAfterHandshake(BSSLContext* ctx, std::string* detail) {
     // picks it up; the exchange is being abandoned, so nothing it might
     // consume is missed.
     char ignored[256];
-    ERR_clear_error();
+    clearErrorQueue();
     SSL_read(ssl, ignored, sizeof ignored);
     if (!alertFromPeerQueued()) return false;
   }
@@ -197,13 +206,13 @@ bool sslRefusedAfterHandshake(BSSLContext* ctx, std::string* detail) {
 }
 
 int sslWrite(BSSLContext* ctx, const char* data, int length) {
-  ERR_clear_error();
+  clearErrorQueue();
   return SSL_write(ctx->getSSLObject(), data, length);
 }
 
 int sslRead(BSSLContext* ctx, char* buffer, int size, int* sslError) {
   SSL* ssl = ctx->getSSLObject();
-  ERR_clear_error();
+  clearErrorQueue();
   int ret = SSL_read(ssl, buffer, size);
   if (ret <= 0) *sslError = SSL_get_error(ssl, ret);
   return ret;
