@@ -52,7 +52,11 @@ run() {
   local status=0
   "$TXN" -s 127.0.0.1 -p "$PORT" -c "$DEMO/certs/client.p12" -a "$DEMO/certs/ca.pem" -l "$LOG" "$@" || status=$?
   echo "-> exit status $status"
+  [ "$status" = 0 ] || FAILED="$FAILED $title"
 }
+# The demo's transactions are all approved: any other exit status (a
+# decline, an error, a crash) makes the demo fail once it has shown them all.
+FAILED=""
 
 run "Purchase" CLIENTID=10000001 TRANSACTIONTYPE=PURCHASE CARDDATA=4111111111111111 \
   CARDEXPIRYDATE=1230 CVC2=123 AMOUNT=12.50 CURRENCY=EUR ORDERID=demo-1
@@ -66,3 +70,7 @@ echo "Simulator counters:"
 sed 's/^/  /' "$DEMO/sim-stats.txt"
 echo
 echo "Debug log: $LOG"
+if [ -n "$FAILED" ]; then
+  echo "demo: not approved:$FAILED" >&2
+  exit 1
+fi

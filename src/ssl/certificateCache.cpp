@@ -7,6 +7,8 @@
 #include <mutex>
 #include <utility>
 
+#include "processState.h"
+
 namespace {
 
 // What tells a changed file from the one parsed.
@@ -29,7 +31,7 @@ struct Entry {
 // Held while a file is parsed: threads that start at once wait for the
 // one parse rather than each making their own.
 std::mutex gCacheMutex;
-std::map<std::pair<std::string, std::string>, Entry> gParsed;
+ZV_PROCESS_STATE std::map<std::pair<std::string, std::string>, Entry> gParsed;
 
 std::mutex gLegacyMutex;
 OSSL_LIB_CTX* gLegacyContext = nullptr;

@@ -17,6 +17,7 @@
 
 #include "StoreLock.h"
 #include "policy.h"
+#include "processState.h"
 
 SharedSessionSegment* mSharedContainer = nullptr;
 
@@ -63,7 +64,7 @@ constexpr int kOwnerOnly = 0600;
 // Every store this process has used, never freed: contexts and OpenSSL
 // callbacks keep pointers to them.
 std::mutex gRegistryMutex;
-std::list<SessionStore> gStores;
+ZV_PROCESS_STATE std::list<SessionStore> gStores;
 // The store whose segment mSharedContainer holds.
 SessionStore* gFirstStore = nullptr;
 

@@ -17,9 +17,10 @@
 #include <string>
 
 #include "BSSLContext.h"
-#include "errorQueue.h"
 #include "Deadline.h"
+#include "errorQueue.h"
 #include "policy.h"
+#include "processState.h"
 
 namespace {
 
@@ -32,7 +33,7 @@ struct ResumptionRecord {
   std::chrono::steady_clock::time_point pausedUntil{};
 };
 std::mutex gResumptionMutex;
-std::map<std::string, ResumptionRecord> gResumption;
+ZV_PROCESS_STATE std::map<std::string, ResumptionRecord> gResumption;
 
 bool worthOffering(const std::string& gateway) {
   std::lock_guard<std::mutex> guard(gResumptionMutex);

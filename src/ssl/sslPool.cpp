@@ -11,6 +11,7 @@
 #include "BVector.h"
 #include "memTrack.h"
 #include "policy.h"
+#include "processState.h"
 
 BHashTable* m_ssl_contexts = nullptr;
 int m_ssl_locks = 0;
@@ -24,7 +25,7 @@ constexpr std::chrono::milliseconds kLockGiveUp(kPoolLockGiveUpMs);
 // Guards m_ssl_locks, which stays the pool lock's state; waiters sleep on
 // gPoolFree until a holder releases the lock or the give-up time passes.
 std::mutex gCounterGuard;
-std::condition_variable gPoolFree;
+ZV_PROCESS_STATE std::condition_variable gPoolFree;
 
 // The context this thread took last. Only compared with the contexts of
 // a list, never followed: the pool may have freed it since.
