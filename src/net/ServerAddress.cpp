@@ -40,7 +40,12 @@ bool numericAddress(const std::string& host, int port, ServerAddress* address) {
     v4->sin_family = AF_INET;
     v4->sin_port = htons(static_cast<uint16_t>(port));
     address->length = sizeof(sockaddr_in);
-  } else if (inet_pton(AF_INET6, host.c_str(), &v6->sin6_addr) == 1) {
+    // inet_pton takes only four decimal numbers without leading zeros:
+    // the text is already what inet_ntop would give back.
+    address->text = host;
+    return true;
+  }
+  if (inet_pton(AF_INET6, host.c_str(), &v6->sin6_addr) == 1) {
     v6->sin6_family = AF_INET6;
     v6->sin6_port = htons(static_cast<uint16_t>(port));
     address->length = sizeof(sockaddr_in6);

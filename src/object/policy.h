@@ -31,6 +31,10 @@ constexpr int kPoolLockGiveUpMs = 5000;
 // Waits for the session store's lock byte, and the pause between two.
 constexpr int kStoreLockWaits = 500;
 constexpr int kStoreLockWaitMs = 2;
+// Before its first sleep a waiter gives up the processor this many times,
+// trying the byte after each: a holder keeps it for a memory copy, so one
+// that was preempted finishes as soon as it runs again, and nobody sleeps.
+constexpr int kStoreLockYields = 50;
 // The same from inside OpenSSL's session callbacks, which run up to three
 // times a connection: behind a lock left by a crashed process they give
 // up after a few milliseconds, costing one full handshake at most.

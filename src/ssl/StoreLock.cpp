@@ -1,5 +1,7 @@
 #include "StoreLock.h"
 
+#include <sched.h>
+
 #include <atomic>
 
 #include "BPlatform.h"
@@ -16,11 +18,17 @@ StoreLock::StoreLock(SessionStore* store, int maxWaits) : m_segment(nullptr) {
   if (segment == nullptr) return;
   // The byte is shared with other processes; the exchange makes taking it
   // one step, so two holders can never both see it free.
+  auto take = [&] {
+    if (__atomic_exchange_n(&segment->lockFlag, 1, __ATOMIC_ACQUIRE) != 0) return false;
+    m_segment = segment;
+    return true;
+  };
+  for (int yields = 0; yields < kStoreLockYields; yields++) {
+    if (take()) return;
+    sched_yield();
+  }
   for (int waits = 0;; waits++) {
-    if (__atomic_exchange_n(&segment->lockFlag, 1, __ATOMIC_ACQUIRE) == 0) {
-      m_segment = segment;
-      return;
-    }
+    if (take()) return;
     if (waits >= maxWaits) return;
     Sleep(kStoreLockWaitMs);
     gWaitedMs += kStoreLockWaitMs;

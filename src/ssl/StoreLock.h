@@ -14,7 +14,8 @@ struct SharedSessionSegment;
 // that crashed costs a waiter at most maxWaits sleeps.
 class StoreLock {
  public:
-  // Takes store's lock, sleeping kStoreLockWaitMs between attempts, at
+  // Takes store's lock: yields the processor between attempts, up to
+  // kStoreLockYields times, then sleeps kStoreLockWaitMs between them, at
   // most maxWaits times. Not held when store has no segment or the wait
   // ran out.
   explicit StoreLock(SessionStore* store, int maxWaits = kStoreLockWaits);
