@@ -24,6 +24,10 @@ TEST(ServerAddress, LiteralsResolveToTheAddressTheyNameWithItsText) {
       {"[::1]", AF_INET6, "[::1]"},
       {"127.0.0.1", AF_INET, "127.0.0.1"},
       {"[::ffff:127.0.0.1]", AF_INET6, "[::ffff:127.0.0.1]"},
+      // Texts are canonical, and the resolver's shorter IPv4 forms still
+      // resolve.
+      {"0:0::1", AF_INET6, "[::1]"},
+      {"127.1", AF_INET, "127.0.0.1"},
   };
   for (auto& c : cases) {
     std::vector<ServerAddress> addresses = resolved(c.entry, 443);
