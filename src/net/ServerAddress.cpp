@@ -36,24 +36,27 @@ bool numericAddress(const std::string& host, int port, ServerAddress* address) {
   *address = ServerAddress{};
   auto* v4 = reinterpret_cast<sockaddr_in*>(&address->address);
   auto* v6 = reinterpret_cast<sockaddr_in6*>(&address->address);
-  if (inet_pton(AF_INET, host.c_str(), &v4->sin_addr) == 1) {
-    v4->sin_family = AF_INET;
-    v4->sin_port = htons(static_cast<uint16_t>(port));
-    address->length = sizeof(sockaddr_in);
-    // inet_pton takes only four decimal numbers without leading zeros:
-    // the text is already what inet_ntop would give back.
-    address->text = host;
-    return true;
+  in6_addr bytes;
+  switch (parseAddressLiteral(host, &bytes)) {
+    case AF_INET:
+      v4->sin_family = AF_INET;
+      v4->sin_port = htons(static_cast<uint16_t>(port));
+      memcpy(&v4->sin_addr, &bytes, sizeof v4->sin_addr);
+      address->length = sizeof(sockaddr_in);
+      // Only four decimal numbers without leading zeros parse: the text is
+      // already what inet_ntop would give back.
+      address->text = host;
+      return true;
+    case AF_INET6:
+      v6->sin6_family = AF_INET6;
+      v6->sin6_port = htons(static_cast<uint16_t>(port));
+      v6->sin6_addr = bytes;
+      address->length = sizeof(sockaddr_in6);
+      address->text = textOf(address->get());
+      return true;
+    default:
+      return false;
   }
-  if (inet_pton(AF_INET6, host.c_str(), &v6->sin6_addr) == 1) {
-    v6->sin6_family = AF_INET6;
-    v6->sin6_port = htons(static_cast<uint16_t>(port));
-    address->length = sizeof(sockaddr_in6);
-  } else {
-    return false;
-  }
-  address->text = textOf(address->get());
-  return true;
 }
 
 }  // namespace
@@ -112,6 +115,12 @@ bool resolveServerAddresses(const std::string& entry, int port,
     return false;
   }
   return true;
+}
+
+int parseAddressLiteral(const std::string& text, void* out) {
+  if (inet_pton(AF_INET, text.c_str(), out) == 1) return AF_INET;
+  if (inet_pton(AF_INET6, text.c_str(), out) == 1) return AF_INET6;
+  return AF_UNSPEC;
 }
 
 std::string hostForAuthority(const std::string& entry) {

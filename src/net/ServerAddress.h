@@ -31,6 +31,12 @@ struct ServerAddress {
 bool resolveServerAddresses(const std::string& entry, int port,
                             std::vector<ServerAddress>* addresses, std::string* error);
 
+// Parses an IPv4 dotted address or an IPv6 literal (without brackets) into
+// out, which must have room for an in6_addr. Returns AF_INET or AF_INET6,
+// or AF_UNSPEC (out unspecified) for anything else, host names and scoped
+// IPv6 addresses included.
+int parseAddressLiteral(const std::string& text, void* out);
+
 // The entry as a host for "host:port" texts such as a proxy's CONNECT
 // line: an IPv6 literal in brackets ("[::1]"), anything else as given.
 std::string hostForAuthority(const std::string& entry);

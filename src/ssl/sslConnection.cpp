@@ -18,6 +18,7 @@
 
 #include "BSSLContext.h"
 #include "Deadline.h"
+#include "ServerAddress.h"
 #include "errorQueue.h"
 #include "policy.h"
 #include "processState.h"
@@ -91,13 +92,9 @@ void sslSetPeer(BSSLContext* ctx, const char* server, bool checkName) {
   // The address in binary, as the certificate's IP entries hold it. It is
   // handed to OpenSSL as such: its own text parser goes through sscanf,
   // whose cold code costs more than the rest of this function.
-  unsigned char binary[sizeof(in6_addr)];
-  size_t binaryLength = 0;
-  if (inet_pton(AF_INET, name.c_str(), binary) == 1) {
-    binaryLength = sizeof(in_addr);
-  } else if (inet_pton(AF_INET6, name.c_str(), binary) == 1) {
-    binaryLength = sizeof(in6_addr);
-  }
+  in6_addr binary;
+  int family = parseAddressLiteral(name, &binary);
+  size_t binaryLength = family == AF_INET ? sizeof(in_addr) : family == AF_INET6 ? sizeof(in6_addr) : 0;
   bool address = binaryLength > 0;
   // Servers are named by host name only; an address or an empty name
   // sends none.
@@ -107,7 +104,7 @@ void sslSetPeer(BSSLContext* ctx, const char* server, bool checkName) {
   X509_VERIFY_PARAM_set1_ip(param, nullptr, 0);
   if (!checkName || (SSL_get_verify_mode(ssl) & SSL_VERIFY_PEER) == 0) return;
   if (address) {
-    X509_VERIFY_PARAM_set1_ip(param, binary, binaryLength);
+    X509_VERIFY_PARAM_set1_ip(param, reinterpret_cast<const unsigned char*>(&binary), binaryLength);
   } else {
     X509_VERIFY_PARAM_set1_host(param, name.c_str(), 0);
   }
